@@ -1,0 +1,70 @@
+#include "base/ItemImage.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QImageReader>
+
+ItemImage::ItemImage(QByteArray encoded, QString resourceName)
+    : m_encoded(std::move(encoded)), m_resourceName(std::move(resourceName))
+{
+}
+
+ItemImage ItemImage::fromResource(const QString &name)
+{
+    const QString fileName = name.endsWith(QStringLiteral(".png")) ? name : name + QStringLiteral(".png");
+    QFile file(QStringLiteral(":/images/") + fileName);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return ItemImage(file.readAll(), name);
+}
+
+ItemImage ItemImage::fromEncoded(const QByteArray &encoded)
+{
+    ItemImage image(encoded);
+    if (image.format().isEmpty() || !image.size().isValid())
+        return {};
+    return image;
+}
+
+ItemImage ItemImage::fromFile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return fromEncoded(file.readAll());
+}
+
+QByteArray ItemImage::format() const
+{
+    if (m_encoded.isEmpty())
+        return {};
+    QByteArray bytes = m_encoded;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::ReadOnly);
+    return QImageReader::imageFormat(&buffer);
+}
+
+QSize ItemImage::size() const
+{
+    if (m_encoded.isEmpty())
+        return {};
+    QByteArray bytes = m_encoded;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    return reader.size();
+}
+
+QImage ItemImage::decode(const QSize &bound) const
+{
+    if (m_encoded.isEmpty())
+        return {};
+    QByteArray bytes = m_encoded;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    const QSize full = reader.size();
+    if (bound.isValid() && full.isValid() && (full.width() > bound.width() || full.height() > bound.height()))
+        reader.setScaledSize(full.scaled(bound, Qt::KeepAspectRatio));
+    return reader.read();
+}

@@ -1,0 +1,66 @@
+#include "base/ServiceConfig.h"
+
+#include "base/Diagnostics.h"
+
+#include <QDir>
+
+namespace ServiceConfig {
+
+QString fromEnvironment(const char *name, const QString &fallback)
+{
+    const QString value = qEnvironmentVariable(name);
+    return value.isEmpty() ? fallback : value;
+}
+
+static QString withoutTrailingSlash(QString url)
+{
+    while (url.endsWith(QLatin1Char('/')))
+        url.chop(1);
+    return url;
+}
+
+QString tmdbApiUrl()
+{
+    return withoutTrailingSlash(fromEnvironment("KINOVELA_TMDB_API_URL", QStringLiteral("https://api.themoviedb.org")));
+}
+
+QString tmdbImageUrl()
+{
+    return withoutTrailingSlash(fromEnvironment("KINOVELA_TMDB_IMAGE_URL", QStringLiteral("https://image.tmdb.org")));
+}
+
+QString tmdbApiKey()
+{
+    const QString key = fromEnvironment("KINOVELA_TMDB_API_KEY", QStringLiteral("3bf7a5fb2e5a1f7a0b0e2c1d4f6a8c9e"));
+    Diagnostics::addSecret(key);
+    return key;
+}
+
+QString itunesUrl()
+{
+    return withoutTrailingSlash(fromEnvironment("KINOVELA_ITUNES_URL", QStringLiteral("https://itunes.apple.com")));
+}
+
+QString itunesGenresUrl()
+{
+    return withoutTrailingSlash(fromEnvironment("KINOVELA_ITUNES_GENRES_URL", QStringLiteral("http://itunes.apple.com")));
+}
+
+QString openSubtitlesUrl()
+{
+    return fromEnvironment("KINOVELA_OPENSUBTITLES_URL", QStringLiteral("https://api.opensubtitles.org:443/xml-rpc"));
+}
+
+int httpTimeoutMs()
+{
+    bool ok = false;
+    const int value = qEnvironmentVariableIntValue("KINOVELA_HTTP_TIMEOUT_MS", &ok);
+    return ok && value > 0 ? value : 30000;
+}
+
+QString subtitlesFolder()
+{
+    return QDir::homePath() + QStringLiteral("/Subtitles");
+}
+
+} // namespace ServiceConfig

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QHash>
+#include <QJsonValue>
+#include <QSet>
+#include <QStringList>
+#include <QVariant>
+
+class Progress;
+
+/** What the subcommands share: option parsing, JSON output, run-only settings. */
+namespace CliSupport {
+
+struct Arguments
+{
+    QHash<QString, QString> values; // "--language" -> "fr"
+    QSet<QString> flags;            // "--json"
+    QStringList positional;
+    QString error;                  // not empty: a usage error
+
+    bool has(const QString &flag) const { return flags.contains(flag); }
+    QString value(const QString &option) const { return values.value(option); }
+};
+
+/**
+ * Splits arguments into flags, options with a value ("--x V" or "--x=V")
+ * and positional arguments. "--" ends the options. An unknown option or a
+ * missing value is a usage error.
+ */
+Arguments parse(const QStringList &arguments, const QStringList &flagNames, const QStringList &valueOptions);
+
+/** The absolute form of a path given on the command line. */
+QString absolutePath(const QString &path);
+
+/**
+ * JSON form of an item value: maps and lists recursively, file URLs as
+ * strings, images as {"width", "height", "resource"} (resource only for the
+ * application's own images).
+ */
+QJsonValue toJson(const QVariant &value);
+
+/** Writes one JSON document (indented) on standard output. */
+void printJson(const QJsonValue &value);
+
+/** Applies "--language L" for this run only; false with `error` set when L is not in the language list. */
+bool applyLanguage(const QString &language, QString *error);
+/** Applies "--preset N" (1 to 4) for this run only; false with `error` set when N is not valid. */
+bool applyPreset(const QString &preset, QString *error);
+
+/** Shows a progress bar on standard error for `progress` while it runs, when standard error is a terminal. */
+void showProgressOnTerminal(Progress *progress);
+
+} // namespace CliSupport

@@ -1,0 +1,22 @@
+#include "TestEnvironment.h"
+
+TestEnvironment::TestEnvironment()
+{
+    qputenv("HOME", m_home.path().toUtf8());
+    qputenv("XDG_CONFIG_HOME", m_config.path().toUtf8());
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+}
+
+QString TestEnvironment::mediaFolder()
+{
+    return qEnvironmentVariable("KINOVELA_TEST_MEDIA");
+}
+
+QString TestEnvironment::media(const QString &name)
+{
+    const QString path = mediaFolder() + QLatin1Char('/') + name;
+    if (mediaFolder().isEmpty() || !QFile::exists(path))
+        qWarning("generated test media missing: %s (is KINOVELA_TEST_MEDIA set?)", qUtf8Printable(path));
+    return path;
+}
