@@ -31,7 +31,7 @@ QString tmdbImageUrl()
 
 QString tmdbApiKey()
 {
-    const QString key = fromEnvironment("KINOVELA_TMDB_API_KEY", QStringLiteral("3bf7a5fb2e5a1f7a0b0e2c1d4f6a8c9e"));
+    const QString key = fromEnvironment("KINOVELA_TMDB_API_KEY", QStringLiteral("7c1e9a04b2d35f68e0a9c47b13d2f5e6"));
     Diagnostics::addSecret(key);
     return key;
 }
