@@ -1,0 +1,66 @@
+#pragma once
+
+#include "base/MovieItemKeys.h"
+
+#include <QList>
+#include <QObject>
+#include <QUrl>
+#include <QVariantMap>
+
+class ImportPipeline;
+class MovieListModel;
+class Progress;
+
+/**
+ * The application's central object: owns the main list, the import
+ * pipeline, the shared progress object and the live conversion preset, and
+ * runs the launch sequence (stored preset, language list, stored search
+ * language). The window and the command line tool both drive it.
+ */
+class AppCore : public QObject
+{
+    Q_OBJECT
+public:
+    explicit AppCore(QObject *parent = nullptr);
+    ~AppCore() override;
+
+    /**
+     * Stores preset 3 when none is stored, takes the stored preset as the live
+     * one, loads the language list and selects the stored language (storing
+     * the English default on the very first start).
+     */
+    void applicationDidFinishLaunching();
+
+    MovieListModel *list() const { return m_list; }
+    ImportPipeline *importer() const { return m_importer; }
+    /** The progress of the current long task (import or creation batch). */
+    Progress *progress() const { return m_progress; }
+
+    /** The language list in file order (maps with "alpha3-b", "alpha2", "English"). */
+    const QList<QVariantMap> &languages() const { return m_languages; }
+    /** Row of the selected language in languages(), -1 when none. */
+    int selectedLanguageIndex() const { return m_selectedLanguage; }
+    void setSelectedLanguageIndex(int index);
+
+    /** The live preset (1 to 4): what the settings' radio group shows now. */
+    int conversionOption() const { return m_conversionOption; }
+    void setConversionOption(int tag);
+
+    /** Stores the selected language (when there is one) and the live preset. */
+    void saveSettings();
+
+    /** Empties the subtitles folder and imports the files (replacing the list). */
+    void importFiles(const QList<QUrl> &urls);
+
+Q_SIGNALS:
+    void conversionOptionChanged(int tag);
+    void selectedLanguageChanged(int index);
+
+private:
+    MovieListModel *m_list;
+    Progress *m_progress;
+    ImportPipeline *m_importer;
+    QList<QVariantMap> m_languages;
+    int m_selectedLanguage = -1;
+    int m_conversionOption = 3;
+};
