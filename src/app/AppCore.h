@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QString>
 #include <QUrl>
 #include <QVariantMap>
 
@@ -30,6 +31,8 @@ public:
      * the English default on the very first start).
      */
     void applicationDidFinishLaunching();
+    /** Reads the language list from `path` instead of the compiled-in resource (tests). */
+    void setLanguageListPath(const QString &path) { m_languageListPath = path; }
 
     MovieListModel *list() const { return m_list; }
     ImportPipeline *importer() const { return m_importer; }
@@ -63,4 +66,5 @@ private:
     QList<QVariantMap> m_languages;
     int m_selectedLanguage = -1;
     int m_conversionOption = 3;
+    QString m_languageListPath;
 };

@@ -6,6 +6,9 @@
 #include <QObject>
 #include <QUrl>
 
+#include <functional>
+
+class FileProbe;
 class MovieListModel;
 class Progress;
 
@@ -14,35 +17,55 @@ class Progress;
  * up `stagger` seconds after the previous one, probed, filtered, given its
  * file facts, completed by the online stages (movie lookup and, with
  * preset 4, the subtitle fetch), appended and the list arranged by
- * "serialNumber". Progress is reported through progress(); finished() is
- * emitted when every file has been listed or rejected.
+ * "serialNumber". Progress is reported through the Progress object;
+ * the progress phase ends when the file with the last index is done.
+ * finished() follows when every file has been listed or rejected.
+ *
+ * Probes run on a worker thread and every web request is asynchronous, so
+ * the thread that owns the pipeline never waits; all list changes happen
+ * on that thread. A new import abandons what an earlier one still has
+ * outstanding.
  */
 class ImportPipeline : public QObject
 {
     Q_OBJECT
 public:
-    explicit ImportPipeline(MovieListModel *list, QObject *parent = nullptr);
+    ImportPipeline(MovieListModel *list, Progress *progress, QObject *parent = nullptr);
     ~ImportPipeline() override;
 
-    /** Seconds between the start of two files (0.5 by default). */
+    /** Seconds between the start of two files (0.5 by default, 0 allowed). */
     void setStagger(double seconds);
+    double stagger() const { return m_stagger; }
+
+    /** Where the live preset is read from, at the moment each lookup completes. */
+    void setPresetSource(std::function<int()> source);
 
     /** Empties and re-creates the subtitles folder, then gathers the files. */
     void importFiles(const QList<QUrl> &urls);
-    /** Gathers the files without touching the subtitles folder. */
+    /** Gathers the files without touching the subtitles folder. An empty list does nothing. */
     void gatherInfoToDisplayWithURLs(const QList<QUrl> &urls);
 
-    Progress *progress() const { return m_progress; }
-    bool isRunning() const;
+    bool isRunning() const { return m_outstanding > 0; }
+
+    /** Empties the subtitles folder and creates it again; failures are ignored. */
+    static void resetSubtitlesFolder();
 
 Q_SIGNALS:
-    /** Every file has been listed or rejected (the progress phase may have ended earlier). */
+    /** Every file of the current import has been listed or rejected. */
     void finished();
 
 private:
+    void probeFile(quint64 generation, int index, int count, const QUrl &url);
+    void probed(quint64 generation, int index, int count, const FileProbe &probe);
+    void runOnlineStages(quint64 generation, int index, int count, MovieItem item);
+    void lookedUp(quint64 generation, int index, int count, MovieItem item, const MovieItem &record);
+    void finishFile(quint64 generation, int index, int count, const MovieItem *item);
+    int currentPreset() const;
+
     MovieListModel *m_list;
     Progress *m_progress;
     double m_stagger = 0.5;
+    std::function<int()> m_presetSource;
     int m_outstanding = 0;
     quint64 m_generation = 0;
 };
