@@ -145,7 +145,7 @@ bool StandinServer::handleRequest(const QHttpServerRequest &request, QTcpSocket 
             return true;
         }
 
-        const int delay = m_delays.value(route.name, 0);
+        const int delay = m_delays.value(route.name, 0) + reply.delayMs;
         if (delay > 0) {
             // The responder must be made now, while the request is current;
             // the socket may be gone by the time the timer fires.
