@@ -31,6 +31,8 @@ public:
         QByteArray contentType = QByteArrayLiteral("application/json;charset=utf-8");
         QByteArray body;
         QList<QPair<QByteArray, QByteArray>> headers;
+        /** Hold this answer back for so many milliseconds (on top of setDelay). */
+        int delayMs = 0;
     };
 
     struct Request
