@@ -1,0 +1,82 @@
+#pragma once
+
+#include "base/MovieItemKeys.h"
+
+#include <QAbstractTableModel>
+#include <QHash>
+#include <QImage>
+#include <QList>
+
+#include <optional>
+
+class QItemSelectionModel;
+
+/**
+ * The main list: movie items in rows, kept in "serialNumber" order by
+ * arrange(), with one current selection. Items are values: windows edit a
+ * copy and put it back with replaceSelected()/replaceAt().
+ */
+class MovieListModel : public QAbstractTableModel
+{
+    Q_OBJECT
+public:
+    enum Role { ItemRole = Qt::UserRole + 1 };
+    enum Column {
+        PosterColumn,
+        TitleColumn,
+        YearColumn,
+        FileNameColumn,
+        DurationColumn,
+        SizeColumn,
+        VideoColumn,
+        AudioColumn,
+        SubtitleColumn,
+        RatingColumn,
+        GenreColumn,
+        SubtitleStatusColumn,
+        ColumnCount
+    };
+
+    explicit MovieListModel(QObject *parent = nullptr);
+
+    QItemSelectionModel *selectionModel() const { return m_selection; }
+
+    /** Adds the item at the end and selects the last row. */
+    void append(const MovieItem &item);
+    /** Sorts ascending by "serialNumber" (stable); the selection follows its item. */
+    void arrange();
+    /** Inserts the edited copy at the selected row (selecting it) and removes the old item. False when nothing is selected. */
+    bool replaceSelected(const MovieItem &edited);
+    /** The same insert-then-remove step at a given row. */
+    void replaceAt(int row, const MovieItem &edited);
+    /** Removes the selected row. False when nothing is selected. */
+    bool removeSelected();
+
+    /** The first selected row, -1 when none. */
+    int selectedRow() const;
+    std::optional<MovieItem> selectedItem() const;
+    void selectRow(int row);
+    void selectLastRow();
+
+    QList<MovieItem> items() const { return m_items; }
+    MovieItem itemAt(int row) const { return m_items.value(row); }
+    int count() const { return int(m_items.size()); }
+    void clear();
+
+    int rowCount(const QModelIndex &parent = QModelIndex()) const override;
+    int columnCount(const QModelIndex &parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+
+    /** Size at which the list shows posters (decoded at this size only). */
+    static QSize thumbnailSize() { return {46, 68}; }
+
+private:
+    QImage thumbnail(const QVariant &image, const QSize &bound) const;
+
+    QList<MovieItem> m_items;
+    QItemSelectionModel *m_selection;
+    // Decoded thumbnails keyed by the encoded bytes' identity, so a list of
+    // hundreds of posters holds only small pictures.
+    mutable QHash<QByteArray, QImage> m_thumbnails;
+};
