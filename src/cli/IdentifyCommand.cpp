@@ -1,10 +1,79 @@
+#include "base/Diagnostics.h"
+#include "cli/CliSupport.h"
 #include "cli/Commands.h"
+#include "metadata/TMDB.h"
+
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QTextStream>
 
 namespace Commands {
 
-int identify(const QStringList &)
+namespace {
+
+void printRecord(QTextStream &out, const QString &name, const MovieItem &record)
 {
-    return usageError(QStringLiteral("the 'identify' command is not available in this build yet"));
+    const QString title = record.value(ItemKey::movieTitle).toString();
+    out << name << "\n";
+    if (title.isEmpty()) {
+        out << "    not found\n";
+        return;
+    }
+    out << "    " << title << " (" << record.value(ItemKey::movieReleaseDate_BEAUTIFIED).toString() << "), TMDb "
+        << record.value(ItemKey::movieTMDBID).toLongLong() << ", IMDb " << record.value(ItemKey::imdbID).toString()
+        << "\n";
+    out << "    genre: " << record.value(ItemKey::movieGenre).toString()
+        << "   rating: " << record.value(ItemKey::movieRating_US).toString() << "\n";
+    out << "    directors: " << record.value(ItemKey::movieDirectors).toString().replace(QLatin1Char('\n'), QStringLiteral(", "))
+        << "\n";
+}
+
+} // namespace
+
+int identify(const QStringList &arguments)
+{
+    const CliSupport::Arguments parsed =
+        CliSupport::parse(arguments, {QStringLiteral("--json")}, {QStringLiteral("--language")});
+    if (!parsed.error.isEmpty())
+        return usageError(parsed.error);
+    if (parsed.positional.isEmpty())
+        return usageError(QStringLiteral("'identify' needs at least one NAME"));
+    QString error;
+    if (parsed.values.contains(QStringLiteral("--language"))
+        && !CliSupport::applyLanguage(parsed.value(QStringLiteral("--language")), &error))
+        return usageError(error);
+
+    QList<MovieItem> records(parsed.positional.size());
+    int outstanding = int(parsed.positional.size());
+    QEventLoop loop;
+    for (qsizetype i = 0; i < parsed.positional.size(); ++i) {
+        TMDB().getMovieInfo(parsed.positional.at(i), [&, i](const MovieItem &record) {
+            records[i] = record;
+            if (--outstanding == 0)
+                loop.quit();
+        });
+    }
+    if (outstanding > 0)
+        loop.exec();
+
+    bool allFound = true;
+    for (qsizetype i = 0; i < records.size(); ++i) {
+        if (records.at(i).value(ItemKey::movieTitle).toString().isEmpty()) {
+            allFound = false;
+            Diagnostics::write(QStringLiteral("No movie found for: ") + parsed.positional.at(i));
+        }
+    }
+    if (parsed.has(QStringLiteral("--json"))) {
+        QJsonArray array;
+        for (const MovieItem &record : std::as_const(records))
+            array.append(CliSupport::toJson(record));
+        CliSupport::printJson(array);
+    } else {
+        QTextStream out(stdout);
+        for (qsizetype i = 0; i < records.size(); ++i)
+            printRecord(out, parsed.positional.at(i), records.at(i));
+    }
+    return allFound ? Success : SomeFailed;
 }
 
 } // namespace Commands

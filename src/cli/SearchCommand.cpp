@@ -1,10 +1,49 @@
+#include "cli/CliSupport.h"
 #include "cli/Commands.h"
+#include "metadata/TMDB.h"
+
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QTextStream>
 
 namespace Commands {
 
-int search(const QStringList &)
+int search(const QStringList &arguments)
 {
-    return usageError(QStringLiteral("the 'search' command is not available in this build yet"));
+    const CliSupport::Arguments parsed =
+        CliSupport::parse(arguments, {QStringLiteral("--json")}, {QStringLiteral("--language")});
+    if (!parsed.error.isEmpty())
+        return usageError(parsed.error);
+    if (parsed.positional.size() != 1)
+        return usageError(QStringLiteral("'search' needs exactly one TEXT (quote it when it has spaces)"));
+    QString error;
+    if (parsed.values.contains(QStringLiteral("--language"))
+        && !CliSupport::applyLanguage(parsed.value(QStringLiteral("--language")), &error))
+        return usageError(error);
+
+    QList<MovieItem> candidates;
+    bool done = false;
+    QEventLoop loop;
+    TMDB().getMovieListForSearchString(parsed.positional.constFirst(), [&](const QList<MovieItem> &records) {
+        candidates = records;
+        done = true;
+        loop.quit();
+    });
+    if (!done)
+        loop.exec();
+
+    if (parsed.has(QStringLiteral("--json"))) {
+        QJsonArray array;
+        for (const MovieItem &record : std::as_const(candidates))
+            array.append(CliSupport::toJson(record));
+        CliSupport::printJson(array);
+    } else {
+        QTextStream out(stdout);
+        for (const MovieItem &record : std::as_const(candidates))
+            out << record.value(ItemKey::movieTMDBID).toLongLong() << "  " << record.value(ItemKey::movieTitle).toString()
+                << "  " << record.value(ItemKey::movieReleaseDate_BEAUTIFIED).toString() << "\n";
+    }
+    return Success;
 }
 
 } // namespace Commands

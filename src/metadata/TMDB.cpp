@@ -463,7 +463,7 @@ void TMDB::getMovieInfo(const QString &movieName, RecordCompletion completion)
                                 const qint64 total = second["total_results"].integer();
                                 const qsizetype closest = closestTitleIndex(second, movieName);
                                 if (total < 1 || total > 9999 || closest < 0) {
-                                    Diagnostics::write(secondUrl.toString());
+                                    Diagnostics::write(QString::fromUtf8(secondUrl.toEncoded()));
                                     completion(*box);
                                     return;
                                 }

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QByteArray>
+#include <QSize>
+#include <QString>
+
+class StandinServer;
+
+/**
+ * TMDb (search, movie details, images) and the iTunes store (search,
+ * genres) on a StandinServer, answering with the real services' shapes
+ * from a small catalogue:
+ *
+ *   Inception        27205  2010-07-15  tt1375666  PG-13  store genre "Sci-Fi & Fantasy"  /inception.jpg
+ *   The Dark Knight  155    2008-07-16  tt0468569  PG-13  store genre "Action & Adventure" /darkknight.jpg
+ *   The Dark Knight Rises 49026 2012-07-16 tt1345836 PG-13                               /darkknightrises.jpg
+ *   Heat             949    1995-12-15  tt0113277  R      no store result (TMDb genre)     /heat.jpg
+ *   Alien            348    1979-05-25  tt0078748  R      store genre "Horror"              /alien.png
+ *
+ * Route names for failures: "search", "details", "image", "itunes", "genres".
+ */
+class TmdbStandin
+{
+public:
+    /** Adds the routes; the server's base URL serves as TMDb API, image server and both store addresses. */
+    static void install(StandinServer &server);
+    /** Points the environment (KINOVELA_TMDB_API_URL ...) at the server. */
+    static void exportEnvironment(const StandinServer &server);
+    /** Answers details with the older "casts"/"releases" members instead of "credits"/"release_dates". */
+    static void setLegacyShapes(bool legacy);
+    /** Size of the "original" posters (small by default; benchmarks ask for 2000x3000). */
+    static void setOriginalPosterSize(const QSize &size);
+
+    static QByteArray apiKey() { return QByteArrayLiteral("7c1e9a04b2d35f68e0a9c47b13d2f5e6"); }
+};
