@@ -1,10 +1,77 @@
+#include "app/AppCore.h"
+#include "app/MovieListModel.h"
+#include "base/Diagnostics.h"
+#include "cli/CliSupport.h"
 #include "cli/Commands.h"
+#include "cli/ImportRun.h"
+
+#include <QJsonArray>
+#include <QTextStream>
 
 namespace Commands {
 
-int import(const QStringList &)
+namespace {
+
+QString subtitleText(const MovieItem &item)
 {
-    return usageError(QStringLiteral("the 'import' command is not available in this build yet"));
+    if (!item.value(ItemKey::displaySubtitleBanner).toBool())
+        return QStringLiteral("-");
+    if (item.value(ItemKey::subtitleFound).toBool())
+        return item.value(ItemKey::downloadedSubtitlePath).toString();
+    return QStringLiteral("not found");
+}
+
+void printText(const QList<MovieItem> &items)
+{
+    QTextStream out(stdout);
+    for (const MovieItem &item : items) {
+        const QString title = item.value(ItemKey::movieTitle).toString();
+        out << item.value(ItemKey::serialNumber).toLongLong() << "  " << item.value(ItemKey::fileName).toString() << "\n";
+        if (title.isEmpty()) {
+            out << "    movie: not found\n";
+        } else {
+            out << "    movie: " << title << " (" << item.value(ItemKey::movieReleaseYear).toString() << "), TMDb "
+                << item.value(ItemKey::movieTMDBID).toLongLong() << "\n";
+            out << "    genre: " << item.value(ItemKey::movieGenre).toString()
+                << "   rating: " << item.value(ItemKey::movieRating_US).toString() << "\n";
+        }
+        out << "    file: " << item.value(ItemKey::durationHuman).toString() << ", "
+            << item.value(ItemKey::fileSize).toString() << ", video " << item.value(ItemKey::videoString).toString()
+            << "\n";
+        out << "    subtitle: " << subtitleText(item) << "\n";
+    }
+}
+
+} // namespace
+
+int import(const QStringList &arguments)
+{
+    const CliSupport::Arguments parsed =
+        CliSupport::parse(arguments, {QStringLiteral("--json")}, ImportRun::valueOptions());
+    if (!parsed.error.isEmpty())
+        return usageError(parsed.error);
+    if (parsed.positional.isEmpty())
+        return usageError(QStringLiteral("'import' needs at least one FILE"));
+    double stagger = 0.5;
+    QString error;
+    if (!ImportRun::applyOptions(parsed, &stagger, &error))
+        return usageError(error);
+
+    AppCore core;
+    const QStringList rejected = ImportRun::run(core, parsed.positional, stagger);
+    const QList<MovieItem> items = core.list()->items();
+
+    if (parsed.has(QStringLiteral("--json"))) {
+        QJsonArray array;
+        for (const MovieItem &item : items)
+            array.append(CliSupport::toJson(item));
+        CliSupport::printJson(array);
+    } else {
+        printText(items);
+    }
+    for (const QString &file : rejected)
+        Diagnostics::write(QStringLiteral("Not a movie file (skipped): ") + file);
+    return rejected.isEmpty() ? Success : SomeFailed;
 }
 
 } // namespace Commands

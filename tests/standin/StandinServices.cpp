@@ -1,6 +1,7 @@
 #include "standin/StandinServices.h"
 
 #include "standin/StandinServer.h"
+#include "standin/OpenSubtitlesStandin.h"
 #include "standin/TmdbStandin.h"
 
 namespace StandinServices {
@@ -8,6 +9,7 @@ namespace StandinServices {
 void installAll(StandinServer &server)
 {
     TmdbStandin::install(server);
+    OpenSubtitlesStandin::install(server);
 }
 
 QStringList environment(const StandinServer &server)

@@ -1,0 +1,96 @@
+#include "app/AppCore.h"
+
+#include "app/ImportPipeline.h"
+#include "app/MovieListModel.h"
+#include "base/Diagnostics.h"
+#include "base/LanguageList.h"
+#include "base/Progress.h"
+#include "base/UserSettings.h"
+
+namespace {
+
+constexpr int DefaultConversionOption = 3;
+
+bool isPreset(int tag)
+{
+    return tag >= 1 && tag <= 4;
+}
+
+} // namespace
+
+AppCore::AppCore(QObject *parent)
+    : QObject(parent)
+    , m_list(new MovieListModel(this))
+    , m_progress(new Progress(this))
+    , m_importer(new ImportPipeline(m_list, m_progress, this))
+{
+    m_importer->setPresetSource([this] { return m_conversionOption; });
+}
+
+AppCore::~AppCore() = default;
+
+void AppCore::applicationDidFinishLaunching()
+{
+    if (!UserSettings::conversionOption().has_value())
+        UserSettings::storeConversionOption(DefaultConversionOption);
+    const int stored = UserSettings::conversionOption().value_or(DefaultConversionOption);
+    setConversionOption(isPreset(stored) ? stored : DefaultConversionOption);
+
+    m_languages.clear();
+    m_selectedLanguage = -1;
+    const LanguageList list = LanguageList::load(m_languageListPath);
+    switch (list.status()) {
+    case LanguageList::Status::Missing:
+        Diagnostics::write(QStringLiteral("Invalid filename/path."));
+        return;
+    case LanguageList::Status::Unreadable:
+        Diagnostics::write(list.errorText());
+        return;
+    case LanguageList::Status::InvalidJson:
+        Diagnostics::write(QStringLiteral("Could not get json from file, make sure that file contains valid json."));
+        return;
+    case LanguageList::Status::Loaded:
+        break;
+    }
+    for (const QVariant &entry : list.entries())
+        m_languages.append(entry.toMap());
+
+    QVariantMap language = UserSettings::selectedSearchLanguage();
+    if (language.isEmpty()) {
+        Diagnostics::write(QStringLiteral("I am called the Only on the Very First Time"));
+        language = UserSettings::defaultLanguage();
+        UserSettings::storeSelectedSearchLanguage(language);
+    }
+    setSelectedLanguageIndex(int(list.indexOf(language)));
+}
+
+void AppCore::setSelectedLanguageIndex(int index)
+{
+    if (index < -1 || index >= int(m_languages.size()))
+        index = -1;
+    if (index == m_selectedLanguage)
+        return;
+    m_selectedLanguage = index;
+    Q_EMIT selectedLanguageChanged(index);
+}
+
+void AppCore::setConversionOption(int tag)
+{
+    if (!isPreset(tag) || tag == m_conversionOption)
+        return;
+    m_conversionOption = tag;
+    Q_EMIT conversionOptionChanged(tag);
+}
+
+void AppCore::saveSettings()
+{
+    // With an empty language list (the resource failed to load) only the preset is stored.
+    if (m_selectedLanguage >= 0 && m_selectedLanguage < int(m_languages.size()))
+        UserSettings::storeSelectedSearchLanguage(m_languages.at(m_selectedLanguage));
+    UserSettings::storeConversionOption(m_conversionOption);
+}
+
+void AppCore::importFiles(const QList<QUrl> &urls)
+{
+    m_importer->importFiles(urls);
+}

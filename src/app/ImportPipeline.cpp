@@ -1,0 +1,176 @@
+#include "app/ImportPipeline.h"
+
+#include "app/MovieItemFacts.h"
+#include "app/MovieListModel.h"
+#include "base/Progress.h"
+#include "base/ServiceConfig.h"
+#include "base/UserSettings.h"
+#include "media/FileProbe.h"
+#include "metadata/TMDB.h"
+#include "subtitles/Video.h"
+
+#include <QDir>
+#include <QFutureWatcher>
+#include <QPointer>
+#include <QTimer>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include <cmath>
+#include <memory>
+
+namespace {
+
+constexpr int ConvertAllWithSubtitles = 4;
+
+} // namespace
+
+ImportPipeline::ImportPipeline(MovieListModel *list, Progress *progress, QObject *parent)
+    : QObject(parent)
+    , m_list(list)
+    , m_progress(progress)
+{
+}
+
+ImportPipeline::~ImportPipeline() = default;
+
+void ImportPipeline::setStagger(double seconds)
+{
+    m_stagger = std::isfinite(seconds) && seconds > 0 ? seconds : 0;
+}
+
+void ImportPipeline::setPresetSource(std::function<int()> source)
+{
+    m_presetSource = std::move(source);
+}
+
+int ImportPipeline::currentPreset() const
+{
+    if (m_presetSource)
+        return m_presetSource();
+    return UserSettings::conversionOption().value_or(3);
+}
+
+void ImportPipeline::resetSubtitlesFolder()
+{
+    const QString folder = ServiceConfig::subtitlesFolder();
+    QDir(folder).removeRecursively();
+    QDir().mkdir(folder);
+}
+
+void ImportPipeline::importFiles(const QList<QUrl> &urls)
+{
+    if (urls.isEmpty())
+        return;
+    resetSubtitlesFolder();
+    gatherInfoToDisplayWithURLs(urls);
+}
+
+void ImportPipeline::gatherInfoToDisplayWithURLs(const QList<QUrl> &urls)
+{
+    if (urls.isEmpty())
+        return;
+
+    // Whatever an earlier import still has outstanding is abandoned.
+    const quint64 generation = ++m_generation;
+    m_outstanding = int(urls.size());
+
+    m_progress->setValue(0);
+    m_progress->begin(false);
+    m_list->clear();
+    m_progress->setTitle(QStringLiteral("Gathering Info..."));
+
+    const int count = int(urls.size());
+    for (int i = 0; i < count; ++i) {
+        const QUrl url = urls.at(i);
+        const int delayMs = int(std::lround(i * m_stagger * 1000.0));
+        QTimer::singleShot(delayMs, this, [this, generation, i, count, url] { probeFile(generation, i, count, url); });
+    }
+}
+
+void ImportPipeline::probeFile(quint64 generation, int index, int count, const QUrl &url)
+{
+    if (generation != m_generation)
+        return;
+    const QString path = url.isLocalFile() ? url.toLocalFile() : url.toString();
+    auto *watcher = new QFutureWatcher<std::shared_ptr<FileProbe>>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, generation, index, count, path] {
+        const std::shared_ptr<FileProbe> probe = watcher->result();
+        watcher->deleteLater();
+        probed(generation, index, count, *probe);
+    });
+    watcher->setFuture(QtConcurrent::run([path] { return std::make_shared<FileProbe>(path); }));
+}
+
+void ImportPipeline::probed(quint64 generation, int index, int count, const FileProbe &probe)
+{
+    if (generation != m_generation)
+        return;
+    if (!probe.isAcceptable()) {
+        finishFile(generation, index, count, nullptr);
+        return;
+    }
+    runOnlineStages(generation, index, count, MovieItemFacts::fromProbe(probe, index));
+}
+
+void ImportPipeline::runOnlineStages(quint64 generation, int index, int count, MovieItem item)
+{
+    const QString movieName = item.value(ItemKey::fileString).toString();
+    QPointer<ImportPipeline> self(this);
+    TMDB().getMovieInfo(movieName, [self, generation, index, count, item](const MovieItem &record) {
+        if (self)
+            self->lookedUp(generation, index, count, item, record);
+    });
+}
+
+void ImportPipeline::lookedUp(quint64 generation, int index, int count, MovieItem item, const MovieItem &record)
+{
+    if (generation != m_generation)
+        return;
+
+    const int preset = currentPreset();
+    const QString title = record.value(ItemKey::movieTitle).toString();
+    if (title.isEmpty())
+        m_progress->setTitle(QStringLiteral("Gathering Info : ") + item.value(ItemKey::fileName).toString());
+    else if (preset == ConvertAllWithSubtitles)
+        m_progress->setTitle(QStringLiteral("Downloading Subtitles : ") + title);
+    else
+        m_progress->setTitle(QStringLiteral("Downloading Metadata Information : ") + title);
+    m_progress->setValue(double(index) / double(count) * 100.0);
+
+    for (auto it = record.cbegin(); it != record.cend(); ++it)
+        item.insert(it.key(), it.value());
+
+    if (preset != ConvertAllWithSubtitles) {
+        item.insert(ItemKey::subtitleFound, false);
+        item.insert(ItemKey::displaySubtitleBanner, false);
+        finishFile(generation, index, count, &item);
+        return;
+    }
+
+    const Video video(item.value(ItemKey::filePath).toString(), item.value(ItemKey::imdbID).toString(),
+                      item.value(ItemKey::duration).toDouble());
+    video.searchAndDownloadSubtitle(this, [this, generation, index, count, item](const Video &updated) mutable {
+        if (generation != m_generation)
+            return;
+        item.insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
+        item.insert(ItemKey::subtitleFound, updated.subStatus == SubtitleStauts::found);
+        item.insert(ItemKey::displaySubtitleBanner, true);
+        finishFile(generation, index, count, &item);
+    });
+}
+
+void ImportPipeline::finishFile(quint64 generation, int index, int count, const MovieItem *item)
+{
+    if (generation != m_generation)
+        return;
+    if (item) {
+        m_list->append(*item);
+        m_list->arrange();
+    }
+    if (index + 1 == count) {
+        m_progress->end();
+        m_list->selectLastRow();
+    }
+    if (--m_outstanding == 0)
+        Q_EMIT finished();
+}

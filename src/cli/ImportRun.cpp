@@ -1,0 +1,72 @@
+#include "cli/ImportRun.h"
+
+#include "app/AppCore.h"
+#include "app/ImportPipeline.h"
+#include "app/MovieListModel.h"
+#include "base/UserSettings.h"
+
+#include <QEventLoop>
+#include <QSet>
+
+#include <cmath>
+
+namespace ImportRun {
+
+QStringList valueOptions()
+{
+    return {QStringLiteral("--preset"), QStringLiteral("--language"), QStringLiteral("--stagger")};
+}
+
+bool applyOptions(const CliSupport::Arguments &arguments, double *stagger, QString *error)
+{
+    if (arguments.values.contains(QStringLiteral("--preset"))
+        && !CliSupport::applyPreset(arguments.value(QStringLiteral("--preset")), error))
+        return false;
+    if (arguments.values.contains(QStringLiteral("--language"))
+        && !CliSupport::applyLanguage(arguments.value(QStringLiteral("--language")), error))
+        return false;
+    *stagger = 0.5;
+    if (arguments.values.contains(QStringLiteral("--stagger"))) {
+        const QString text = arguments.value(QStringLiteral("--stagger"));
+        bool ok = false;
+        const double value = text.toDouble(&ok);
+        if (!ok || !std::isfinite(value) || value < 0 || value > 3600) {
+            *error = QStringLiteral("--stagger takes a number of seconds from 0 to 3600, not '%1'").arg(text);
+            return false;
+        }
+        *stagger = value;
+    }
+    return true;
+}
+
+QStringList run(AppCore &core, const QStringList &files, double stagger)
+{
+    core.applicationDidFinishLaunching();
+    CliSupport::showProgressOnTerminal(core.progress());
+
+    QList<QUrl> urls;
+    for (const QString &file : files)
+        urls.append(QUrl::fromLocalFile(CliSupport::absolutePath(file)));
+
+    QStringList rejected;
+    if (urls.isEmpty())
+        return rejected;
+
+    QEventLoop loop;
+    QObject::connect(core.importer(), &ImportPipeline::finished, &loop, &QEventLoop::quit);
+    core.importer()->setStagger(stagger);
+    core.importFiles(urls);
+    if (core.importer()->isRunning())
+        loop.exec();
+
+    QSet<qint64> listed;
+    for (const MovieItem &item : core.list()->items())
+        listed.insert(item.value(ItemKey::serialNumber).toLongLong());
+    for (int i = 0; i < files.size(); ++i) {
+        if (!listed.contains(i))
+            rejected.append(files.at(i));
+    }
+    return rejected;
+}
+
+} // namespace ImportRun

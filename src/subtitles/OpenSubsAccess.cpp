@@ -1,0 +1,226 @@
+#include "subtitles/OpenSubsAccess.h"
+
+#include "base/HttpClient.h"
+#include "base/ServiceConfig.h"
+#include "base/UserSettings.h"
+#include "subtitles/Gzip.h"
+#include "subtitles/XmlRpc.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+QString searchLanguage()
+{
+    const QString language = UserSettings::selectedSearchLanguage().value(QStringLiteral("alpha3-b")).toString();
+    return language.isEmpty() ? QStringLiteral("eng") : language;
+}
+
+std::optional<SubtitleChoice> choiceOf(const QVariantMap &entry)
+{
+    bool ok = false;
+    const qint64 id = entry.value(QStringLiteral("IDSubtitleFile")).toString().toLongLong(&ok);
+    if (!ok)
+        return std::nullopt;
+    return SubtitleChoice{id, entry.value(QStringLiteral("SubFormat")).toString()};
+}
+
+QVariantList dataOf(const QVariantMap &answer)
+{
+    const QVariant data = answer.value(QStringLiteral("data"));
+    return data.typeId() == QMetaType::QVariantList ? data.toList() : QVariantList();
+}
+
+qint64 lastTime(const QString &text)
+{
+    const QStringList parts = text.split(QLatin1Char(':'));
+    if (parts.size() != 3)
+        return 0;
+    return parts.at(0).toLongLong() * 3600 + parts.at(1).toLongLong() * 60 + parts.at(2).toLongLong();
+}
+
+} // namespace
+
+QString OpenSubsAccess::Constants::endpoint()
+{
+    return ServiceConfig::openSubtitlesUrl();
+}
+
+void OpenSubsAccess::sendXMLRPCRequest(const QString &method, const QVariantList &parameters,
+                                       std::function<void(const std::optional<QVariantMap> &)> completion)
+{
+    HttpRequest request;
+    request.url = QUrl(Constants::endpoint());
+    request.method = "POST";
+    request.body = XmlRpc::call(method, parameters);
+    request.timeoutMs = Constants::timeoutMs;
+    request.headers = {{QByteArrayLiteral("Content-Type"), QByteArrayLiteral("text/xml")},
+                       {QByteArrayLiteral("User-Agent"), Constants::userAgent()}};
+    HttpClient::forCurrentThread().send(request, QCoreApplication::instance(), [completion](const HttpResponse &response) {
+        if (!response.ok()) {
+            completion(std::nullopt);
+            return;
+        }
+        const std::optional<QVariant> value = XmlRpc::parseResponse(response.body);
+        if (!value || value->typeId() != QMetaType::QVariantMap) {
+            completion(std::nullopt);
+            return;
+        }
+        completion(value->toMap());
+    });
+}
+
+void OpenSubsAccess::logIn(std::function<void(bool)> completion)
+{
+    auto self = shared_from_this();
+    sendXMLRPCRequest(Constants::OSMethods::logIn(),
+                      {QString(), QString(), QStringLiteral("eng"), QString::fromLatin1(Constants::userAgent())},
+                      [self, completion](const std::optional<QVariantMap> &answer) {
+                          if (answer && answer->contains(QStringLiteral("token")))
+                              self->token = answer->value(QStringLiteral("token")).toString();
+                          else
+                              self->token.reset();
+                          completion(self->token.has_value());
+                      });
+}
+
+QVariantMap OpenSubsAccess::hashQuery(const QString &language, const QString &movieHash, double fileSize)
+{
+    return {{QStringLiteral("sublanguageid"), language},
+            {QStringLiteral("moviehash"), movieHash},
+            {QStringLiteral("moviebytesize"), fileSize}};
+}
+
+QVariantMap OpenSubsAccess::imdbQuery(const QString &language, const QString &imdbID)
+{
+    QVariantMap query{{QStringLiteral("sublanguageid"), language},
+                      {QStringLiteral("moviehash"), QString()},
+                      {QStringLiteral("moviebytesize"), 0}};
+    const QString rest = imdbID.mid(2);
+    bool ok = false;
+    const int number = rest.toInt(&ok, 10);
+    if (ok && !rest.isEmpty() && !rest.startsWith(QLatin1Char('+')) && !rest.startsWith(QLatin1Char('-')))
+        query.insert(QStringLiteral("imdbid"), number);
+    return query;
+}
+
+std::optional<SubtitleChoice> OpenSubsAccess::firstChoice(const QVariantMap &answer)
+{
+    const QVariantList data = dataOf(answer);
+    if (data.isEmpty())
+        return std::nullopt;
+    return choiceOf(data.constFirst().toMap());
+}
+
+std::optional<SubtitleChoice> OpenSubsAccess::closestToEndChoice(const QVariantMap &answer, double movieDurationInSeconds)
+{
+    const QVariantList data = dataOf(answer);
+    if (data.isEmpty())
+        return std::nullopt;
+    const qint64 duration = qint64(movieDurationInSeconds);
+    qsizetype best = 0;
+    qint64 bestGap = 5000;
+    for (qsizetype i = 0; i < data.size(); ++i) {
+        const QVariantMap entry = data.at(i).toMap();
+        const bool isSrt = entry.value(QStringLiteral("SubFormat")).toString() == QLatin1String("srt");
+        const qint64 gap = duration - lastTime(entry.value(QStringLiteral("SubLastTS")).toString());
+        if (gap < bestGap && gap > 0 && isSrt) {
+            best = i;
+            bestGap = gap;
+        }
+    }
+    return choiceOf(data.at(best).toMap());
+}
+
+QList<QVariantMap> OpenSubsAccess::listRecords(const QVariantMap &answer)
+{
+    QList<QVariantMap> records;
+    for (const QVariant &item : dataOf(answer)) {
+        const QVariantMap entry = item.toMap();
+        if (entry.value(QStringLiteral("SubFormat")).toString() != QLatin1String("srt"))
+            continue;
+        records.append({{QStringLiteral("subtitleFileName"), entry.value(QStringLiteral("SubFileName")).toString()},
+                        {QStringLiteral("subtitleUploaderName"), entry.value(QStringLiteral("UserNickName")).toString()},
+                        {QStringLiteral("subtitleApproximateTime"), entry.value(QStringLiteral("SubLastTS")).toString()},
+                        {QStringLiteral("subtitleFileID"), entry.value(QStringLiteral("IDSubtitleFile")).toString()},
+                        {QStringLiteral("subtitleFormat"), entry.value(QStringLiteral("SubFormat")).toString()}});
+    }
+    return records;
+}
+
+QByteArray OpenSubsAccess::downloadedContent(const QVariantMap &answer)
+{
+    const QVariantList data = dataOf(answer);
+    if (data.isEmpty())
+        return {};
+    const QByteArray text = data.constFirst().toMap().value(QStringLiteral("data")).toString().toLatin1();
+    const auto decoded = QByteArray::fromBase64Encoding(text, QByteArray::AbortOnBase64DecodingErrors);
+    if (!decoded)
+        return {};
+    if (!Gzip::isGzip(*decoded))
+        return *decoded;
+    return Gzip::inflate(*decoded).value_or(QByteArray());
+}
+
+void OpenSubsAccess::searchSubtitleByHash(const QString &movieHash, double fileSize,
+                                          std::function<void(std::optional<SubtitleChoice>)> completion)
+{
+    if (!token) {
+        completion(std::nullopt);
+        return;
+    }
+    auto self = shared_from_this();
+    sendXMLRPCRequest(Constants::OSMethods::searchSubtitles(),
+                      {*token, QVariantList{hashQuery(searchLanguage(), movieHash, fileSize)}},
+                      [self, completion](const std::optional<QVariantMap> &answer) {
+                          completion(answer ? firstChoice(*answer) : std::nullopt);
+                      });
+}
+
+void OpenSubsAccess::searchSubtitleByIMDB(const QString &imdbID, double movieDurationInSeconds,
+                                          std::function<void(std::optional<SubtitleChoice>)> completion)
+{
+    if (!token || imdbID.isEmpty()) {
+        completion(std::nullopt);
+        return;
+    }
+    auto self = shared_from_this();
+    sendXMLRPCRequest(Constants::OSMethods::searchSubtitles(),
+                      {*token, QVariantList{imdbQuery(searchLanguage(), imdbID)}},
+                      [self, completion, movieDurationInSeconds](const std::optional<QVariantMap> &answer) {
+                          completion(answer ? closestToEndChoice(*answer, movieDurationInSeconds) : std::nullopt);
+                      });
+}
+
+void OpenSubsAccess::searchSubtitleList(const QString &imdbID, std::function<void(const QList<QVariantMap> &)> completion)
+{
+    if (!token || imdbID.isEmpty()) {
+        completion({});
+        return;
+    }
+    auto self = shared_from_this();
+    sendXMLRPCRequest(Constants::OSMethods::searchSubtitles(),
+                      {*token, QVariantList{imdbQuery(searchLanguage(), imdbID)}},
+                      [self, completion](const std::optional<QVariantMap> &answer) {
+                          completion(answer ? listRecords(*answer) : QList<QVariantMap>());
+                      });
+}
+
+void OpenSubsAccess::downloadSubtitle(qint64 fileID, std::function<void(const QByteArray &)> completion)
+{
+    if (!token) {
+        completion({});
+        return;
+    }
+    auto self = shared_from_this();
+    const QVariant id = fileID >= INT_MIN && fileID <= INT_MAX ? QVariant(int(fileID)) : QVariant(fileID);
+    sendXMLRPCRequest(Constants::OSMethods::downloadSubtitles(), {*token, QVariantList{id}},
+                      [self, completion](const std::optional<QVariantMap> &answer) {
+                          completion(answer ? downloadedContent(*answer) : QByteArray());
+                      });
+}
+
+std::shared_ptr<SubtitleProvider> SubtitleProvider::create()
+{
+    return std::make_shared<OpenSubsAccess>();
+}

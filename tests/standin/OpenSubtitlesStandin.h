@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+class StandinServer;
+
+/**
+ * The OpenSubtitles XML-RPC service (LogIn, SearchSubtitles,
+ * DownloadSubtitles) on a StandinServer at /xml-rpc. Subtitles are known for
+ * the IMDb ids 1375666 (Inception), 468569 (The Dark Knight) and 113277
+ * (Heat); tests can add subtitles found by movie hash. Downloads are base64
+ * gzip data, as the real service sends them. Route name: "xmlrpc".
+ */
+class OpenSubtitlesStandin
+{
+public:
+    static void install(StandinServer &server);
+    /** A subtitle found by this movie hash text; `content` is what the download gives. */
+    static void addHashSubtitle(const QString &movieHash, const QByteArray &content);
+    static void clearHashSubtitles();
+    /** Makes LogIn refuse (no token) until told otherwise. */
+    static void setLoginRefused(bool refused);
+    /** The subtitle text served for a file id. */
+    static QByteArray subtitleText(const QString &fileID);
+};
