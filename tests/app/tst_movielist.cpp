@@ -1,0 +1,147 @@
+#include "app/MovieItemFacts.h"
+#include "app/MovieListModel.h"
+#include "media/FileProbe.h"
+#include "support/TestEnvironment.h"
+
+#include <QItemSelectionModel>
+#include <QSignalSpy>
+
+namespace {
+
+MovieItem item(qint64 serial, const QString &title = QString())
+{
+    return {{ItemKey::serialNumber, serial}, {ItemKey::movieTitle, title}};
+}
+
+QList<qint64> serials(const MovieListModel &list)
+{
+    QList<qint64> result;
+    for (const MovieItem &entry : list.items())
+        result.append(entry.value(ItemKey::serialNumber).toLongLong());
+    return result;
+}
+
+QVariantMap track(const char *type, const char *codec, const char *info)
+{
+    return {{TrackKey::trackType, QString::fromLatin1(type)},
+            {TrackKey::trackCodec, QString::fromLatin1(codec)},
+            {TrackKey::trackSpecialInfo, QString::fromLatin1(info)}};
+}
+
+} // namespace
+
+class TestMovieList : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void appendSelectsTheLastRowAndArrangeSortsBySerialNumber()
+    {
+        MovieListModel list;
+        list.append(item(2, QStringLiteral("two")));
+        list.append(item(0, QStringLiteral("zero")));
+        QCOMPARE(list.selectedRow(), 1);
+        list.append(item(1, QStringLiteral("one")));
+        list.arrange();
+        QCOMPARE(serials(list), (QList<qint64>{0, 1, 2}));
+        // The selection follows its item through the arrangement.
+        QCOMPARE(list.selectedItem()->value(ItemKey::movieTitle).toString(), QStringLiteral("one"));
+        QCOMPARE(list.rowCount(), 3);
+        QCOMPARE(list.data(list.index(0, MovieListModel::TitleColumn)).toString(), QStringLiteral("zero"));
+    }
+
+    void replaceInPlaceKeepsPositionAndSelection()
+    {
+        MovieListModel list;
+        for (qint64 i = 0; i < 3; ++i)
+            list.append(item(i, QStringLiteral("old %1").arg(i)));
+        list.selectRow(1);
+        MovieItem edited = *list.selectedItem();
+        edited.insert(ItemKey::movieTitle, QStringLiteral("new"));
+        QSignalSpy inserted(&list, &QAbstractItemModel::rowsInserted);
+        QSignalSpy removed(&list, &QAbstractItemModel::rowsRemoved);
+        QVERIFY(list.replaceSelected(edited));
+        QCOMPARE(inserted.size(), 1);
+        QCOMPARE(removed.size(), 1);
+        QCOMPARE(list.count(), 3);
+        QCOMPARE(list.itemAt(1).value(ItemKey::movieTitle).toString(), QStringLiteral("new"));
+        QCOMPARE(list.selectedRow(), 1);
+
+        list.replaceAt(2, item(2, QStringLiteral("batch")));
+        QCOMPARE(list.itemAt(2).value(ItemKey::movieTitle).toString(), QStringLiteral("batch"));
+        QCOMPARE(serials(list), (QList<qint64>{0, 1, 2}));
+    }
+
+    void operationsWithoutSelectionDoNothing()
+    {
+        MovieListModel list;
+        QVERIFY(!list.removeSelected());
+        QVERIFY(!list.replaceSelected(item(0)));
+        QVERIFY(!list.selectedItem().has_value());
+        list.append(item(0));
+        list.append(item(1));
+        list.selectionModel()->clearSelection();
+        QCOMPARE(list.selectedRow(), -1);
+        QVERIFY(!list.removeSelected());
+        QCOMPARE(list.count(), 2);
+        list.selectRow(0);
+        QVERIFY(list.removeSelected());
+        QCOMPARE(serials(list), QList<qint64>{1});
+        list.clear();
+        QCOMPARE(list.count(), 0);
+        QCOMPARE(list.selectedRow(), -1);
+    }
+
+    void trackSummariesJoinEachKindInOrder()
+    {
+        const QVariantList tracks = {track("Video", "h264", "1920x1080"), track("Audio", "aac", "stereo"),
+                                     track("Audio", "ac3", "5.1(side)"), track("Poster", "png", "200x300"),
+                                     track("Other", "bin_data", "text")};
+        QCOMPARE(MovieItemFacts::trackSummary(tracks, TrackType::Video), QStringLiteral("h264(1920x1080)"));
+        QCOMPARE(MovieItemFacts::trackSummary(tracks, TrackType::Audio), QStringLiteral("aac(stereo), ac3(5.1(side))"));
+        QCOMPARE(MovieItemFacts::trackSummary(tracks, TrackType::Subtitle), QString());
+    }
+
+    void fileFactsFromAProbe_data()
+    {
+        QTest::addColumn<QString>("media");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("hd");
+        QTest::addColumn<QString>("subtitles");
+        QTest::newRow("719 lines") << QStringLiteral("h719.mp4") << QStringLiteral("a.b.c.mkv") << false << QString();
+        QTest::newRow("720 lines") << QStringLiteral("h720.mp4") << QStringLiteral("Movie.mp4") << true << QString();
+        QTest::newRow("srt track") << QStringLiteral("h264-ac3-srt.mkv") << QStringLiteral("With Subs.mkv") << false
+                                   << QStringLiteral("subrip(eng)");
+    }
+
+    void fileFactsFromAProbe()
+    {
+        QFETCH(QString, media);
+        QFETCH(QString, name);
+        QFETCH(bool, hd);
+        QFETCH(QString, subtitles);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(name);
+        QVERIFY(QFile::copy(TestEnvironment::media(media), path));
+        const FileProbe probe(path);
+        QVERIFY(probe.isAcceptable());
+        const MovieItem facts = MovieItemFacts::fromProbe(probe, 7);
+        QCOMPARE(facts.size(), 17);
+        QCOMPARE(facts.value(ItemKey::hdFlag).toBool(), hd);
+        QCOMPARE(facts.value(ItemKey::subtitleString).toString(), subtitles);
+        QCOMPARE(facts.value(ItemKey::serialNumber).toLongLong(), 7);
+        QCOMPARE(facts.value(ItemKey::mediaType).toLongLong(), 9);
+        QCOMPARE(facts.value(ItemKey::encodingTool).toString(), QStringLiteral("Kinovela"));
+        QCOMPARE(facts.value(ItemKey::fileName).toString(), name);
+        QCOMPARE(facts.value(ItemKey::filePath).toString(), path);
+        QCOMPARE(facts.value(ItemKey::fileURL).toUrl(), QUrl::fromLocalFile(path));
+        const QString stem = name.left(name.lastIndexOf(QLatin1Char('.')));
+        QCOMPARE(facts.value(ItemKey::fileString).toString(), stem);
+        QCOMPARE(facts.value(ItemKey::searchString).toString(), QString(stem).replace(QLatin1Char('.'), QLatin1Char(' ')));
+        QVERIFY(facts.value(ItemKey::videoString).toString().startsWith(QStringLiteral("h264(")));
+        QCOMPARE(facts.value(ItemKey::fileSize).toString(), probe.fileSizeHuman.value());
+    }
+};
+
+KINOVELA_TEST_MAIN(TestMovieList)
+#include "tst_movielist.moc"
