@@ -1,0 +1,31 @@
+#pragma once
+
+#include "base/MovieItemKeys.h"
+
+#include <QString>
+#include <QStringList>
+
+/** The conversion preset (the settings' radio group tag). */
+enum class ConversionOption { TagMp4InPlace = 1, MoveMp4ToDestination = 2, ConvertAll = 3, ConvertAllWithSubtitles = 4 };
+
+/** What the creation batch does with one item. */
+enum class CreationAction { TagInPlace, TagAndMove, Convert };
+
+/** Pure planning of one item's creation: the action, the output paths, the converter's argument list. */
+namespace ConverterArguments {
+
+/** Tag in place or tag and move an identified MP4 (presets 1 and 2); convert everything else. */
+CreationAction creationActionForItem(const MovieItem &item, int conversionOption);
+/** destination + "/" + the title with "/" turned into ":" + ".mp4". */
+QString finalMoviePath(const MovieItem &item, const QString &destinationFolder);
+/** destination + "/" + a new upper-case UUID + ".mp4". */
+QString temporaryMoviePath(const QString &destinationFolder);
+/** The converter's arguments (without the program): inputs, stream mapping, subtitle, output. */
+QStringList converterArgumentsForItem(const MovieItem &item, const QString &temporaryPath, const QString &subtitleLanguage);
+
+/** The keys an item must hold to be created; empty when it has them all, else the first missing one. */
+QString missingKey(const MovieItem &item);
+
+QString actionName(CreationAction action);
+
+} // namespace ConverterArguments

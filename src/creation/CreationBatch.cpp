@@ -1,0 +1,252 @@
+#include "creation/CreationBatch.h"
+
+#include "base/Diagnostics.h"
+#include "base/Progress.h"
+#include "base/UserSettings.h"
+#include "creation/ConverterArguments.h"
+#include "creation/ConverterRunner.h"
+#include "creation/TagWriter.h"
+#include "media/FileProbe.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTimer>
+
+namespace {
+
+QString describe(const QVariant &value)
+{
+    const QVariantList tracks = value.toList();
+    QStringList parts;
+    for (const QVariant &track : tracks) {
+        const QVariantMap entry = track.toMap();
+        parts.append(entry.value(TrackKey::trackID).toString() + QLatin1Char(':')
+                     + entry.value(TrackKey::trackType).toString() + QLatin1Char('/')
+                     + entry.value(TrackKey::trackCodec).toString());
+    }
+    return QLatin1Char('[') + parts.join(QStringLiteral(", ")) + QLatin1Char(']');
+}
+
+QString subtitleLanguage()
+{
+    const QString code = UserSettings::selectedSearchLanguage().value(QStringLiteral("alpha3-b")).toString();
+    return code.isEmpty() ? QStringLiteral("eng") : code;
+}
+
+/** Moves a file; never replaces an existing one. */
+bool moveFile(const QString &from, const QString &to, QString *error)
+{
+    if (QFileInfo::exists(to)) {
+        *error = QStringLiteral("a file already exists at ") + to;
+        return false;
+    }
+    QFile file(from);
+    if (!file.rename(to)) {
+        *error = file.errorString();
+        return false;
+    }
+    return true;
+}
+
+/** The converted file is complete: the probe reads it as a movie with the streams that were mapped. */
+bool looksComplete(const QString &path, const QStringList &arguments)
+{
+    const FileProbe probe(path);
+    if (!probe.isValidMediaFile || probe.hasErrors)
+        return false;
+    const bool wantsVideo = arguments.contains(QStringLiteral("-c:v"));
+    return !wantsVideo || probe.hasVideoTrack;
+}
+
+} // namespace
+
+CreationBatch::CreationBatch(Progress *progress, QObject *parent)
+    : QObject(parent)
+    , m_progress(progress)
+    , m_runner(new ConverterRunner(this))
+{
+    connect(m_runner, &ConverterRunner::progressChanged, m_progress, &Progress::setValue);
+}
+
+CreationBatch::~CreationBatch() = default;
+
+bool CreationBatch::allSucceeded(const QList<CreationResult> &results)
+{
+    for (const CreationResult &result : results) {
+        if (!result.succeeded)
+            return false;
+    }
+    return true;
+}
+
+void CreationBatch::creationTaskWithDestinationFolder(const QString &destinationFolder, const QList<MovieItem> &items,
+                                                      int conversionOption)
+{
+    if (m_running)
+        return;
+    m_running = true;
+    m_cancelled = false;
+    m_destination = destinationFolder;
+    while (m_destination.size() > 1 && m_destination.endsWith(QLatin1Char('/')))
+        m_destination.chop(1);
+    m_items = items;
+    m_option = conversionOption;
+    m_index = 0;
+    m_results.clear();
+
+    m_progress->setTitle(QStringLiteral("Creating Movie..."));
+    m_progress->setValue(0);
+    m_progress->begin(true);
+    QTimer::singleShot(0, this, &CreationBatch::processNext);
+}
+
+void CreationBatch::cancel()
+{
+    if (!m_running)
+        return;
+    m_cancelled = true;
+    m_runner->cancel();
+}
+
+void CreationBatch::processNext()
+{
+    if (m_cancelled || m_index >= m_items.size()) {
+        finishBatch();
+        return;
+    }
+    const MovieItem item = m_items.at(m_index);
+    CreationResult result;
+    result.source = item.value(ItemKey::filePath).toString();
+    result.movieTitle = item.value(ItemKey::movieTitle).toString();
+    Diagnostics::write(QStringLiteral("Creating movie from ") + result.source);
+
+    const QString missing = ConverterArguments::missingKey(item);
+    if (!missing.isEmpty()) {
+        result.reason = QStringLiteral("the item has no \"%1\"").arg(missing);
+        finishItem(result);
+        return;
+    }
+    const QString finalPath = ConverterArguments::finalMoviePath(item, m_destination);
+    m_progress->setTitle(QStringLiteral("Creating Movie : ") + result.movieTitle);
+    const CreationAction action = ConverterArguments::creationActionForItem(item, m_option);
+    result.action = ConverterArguments::actionName(action);
+
+    if (action == CreationAction::Convert) {
+        result.outputPath = finalPath;
+        convert(item, result);
+        return;
+    }
+
+    const TagWriter::Result tagged = TagWriter::writeTagsWithFileAtPath(result.source, item);
+    if (!tagged.ok) {
+        result.reason = tagged.error;
+        finishItem(result);
+        return;
+    }
+    if (action == CreationAction::TagInPlace) {
+        result.outputPath = result.source;
+        result.succeeded = true;
+        finishItem(result);
+        return;
+    }
+    QString error;
+    if (!moveFile(result.source, finalPath, &error)) {
+        Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + error);
+        result.outputPath = result.source;
+        result.reason = QStringLiteral("tagged where it lies; could not move it: ") + error;
+        finishItem(result);
+        return;
+    }
+    result.outputPath = finalPath;
+    result.succeeded = true;
+    finishItem(result);
+}
+
+void CreationBatch::convert(const MovieItem &item, CreationResult result)
+{
+    if (!QFileInfo(result.source).isFile()) {
+        result.reason = QStringLiteral("the source file is missing");
+        finishItem(result);
+        return;
+    }
+    if (!QFileInfo(m_destination).isDir()) {
+        result.reason = QStringLiteral("the destination folder does not exist: ") + m_destination;
+        finishItem(result);
+        return;
+    }
+    const QString temporaryPath = ConverterArguments::temporaryMoviePath(m_destination);
+    const double duration = item.value(ItemKey::duration).toDouble();
+    Diagnostics::write(describe(item.value(ItemKey::tracksInfo)));
+    const QStringList arguments = ConverterArguments::converterArgumentsForItem(item, temporaryPath, subtitleLanguage());
+    Diagnostics::write(QLatin1Char('[') + arguments.join(QStringLiteral(", ")) + QLatin1Char(']'));
+
+    auto connection = std::make_shared<QMetaObject::Connection>();
+    *connection = connect(m_runner, &ConverterRunner::finished, this,
+                          [this, connection, item, result, temporaryPath, arguments](bool ok, const QString &reason) {
+                              disconnect(*connection);
+                              QString why = reason;
+                              if (ok && !looksComplete(temporaryPath, arguments)) {
+                                  ok = false;
+                                  why = QStringLiteral("the converter left no readable movie");
+                              }
+                              converted(item, result, temporaryPath, ok, why);
+                          });
+    m_runner->terminalProcessWithTerminalArgs(arguments, duration, m_index, int(m_items.size()));
+}
+
+void CreationBatch::converted(const MovieItem &item, CreationResult result, const QString &temporaryPath, bool ok,
+                              const QString &reason)
+{
+    if (!ok) {
+        QFile::remove(temporaryPath);
+        result.reason = reason;
+        Diagnostics::write(QStringLiteral("Not created (the source is kept): ") + result.source + QStringLiteral(" -> ")
+                           + reason);
+        finishItem(result);
+        return;
+    }
+    const TagWriter::Result tagged = TagWriter::writeTagsWithFileAtPath(temporaryPath, item);
+    if (!tagged.ok) {
+        QFile::remove(temporaryPath);
+        result.reason = tagged.error;
+        finishItem(result);
+        return;
+    }
+    QString error;
+    if (!moveFile(temporaryPath, result.outputPath, &error)) {
+        Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + error);
+        result.reason = QStringLiteral("the converted movie is kept as %1 (the source is kept): %2").arg(temporaryPath, error);
+        result.outputPath = temporaryPath;
+        finishItem(result);
+        return;
+    }
+    QFile source(result.source);
+    if (!source.remove())
+        Diagnostics::write(QStringLiteral("Something went wrong while deleing old file: ") + source.errorString());
+    result.succeeded = true;
+    finishItem(result);
+}
+
+void CreationBatch::finishItem(const CreationResult &result)
+{
+    m_results.append(result);
+    ++m_index;
+    QTimer::singleShot(0, this, &CreationBatch::processNext);
+}
+
+void CreationBatch::finishBatch()
+{
+    if (m_cancelled) {
+        for (qsizetype i = m_results.size(); i < m_items.size(); ++i) {
+            CreationResult skipped;
+            skipped.source = m_items.at(i).value(ItemKey::filePath).toString();
+            skipped.movieTitle = m_items.at(i).value(ItemKey::movieTitle).toString();
+            skipped.reason = QStringLiteral("cancelled");
+            m_results.append(skipped);
+        }
+    }
+    m_running = false;
+    m_progress->end();
+    Q_EMIT finished(m_results);
+}

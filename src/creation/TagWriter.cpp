@@ -1,0 +1,114 @@
+#include "creation/TagWriter.h"
+
+#include "base/ItemImage.h"
+#include "creation/MetadataParsingHelper.h"
+
+#include <QFile>
+
+#include <taglib/mp4coverart.h>
+#include <taglib/mp4file.h>
+#include <taglib/mp4item.h>
+#include <taglib/mp4tag.h>
+#include <taglib/tstring.h>
+
+#include <limits>
+
+namespace {
+
+// MP4 item names: the "\251" byte is the copyright sign of the iTunes atom names.
+const char *const TitleAtom = "\251nam";
+const char *const GenreAtom = "\251gen";
+const char *const TaglineAtom = "desc";
+const char *const PlotAtom = "ldes";
+const char *const ComposerAtom = "\251wrt";
+const char *const DateAtom = "\251day";
+const char *const MediaKindAtom = "stik";
+const char *const HdAtom = "hdvd";
+const char *const CoverAtom = "covr";
+const char *const RatingAtom = "----:com.apple.iTunes:iTunEXTC";
+const char *const ToolAtom = "\251too";
+const char *const CommentAtom = "\251cmt";
+const char *const ContentIdAtom = "cnID";
+const char *const CastCrewAtom = "----:com.apple.iTunes:iTunMOVI";
+
+TagLib::String text(const QString &value)
+{
+    return TagLib::String(value.toUtf8().constData(), TagLib::String::UTF8);
+}
+
+void setText(TagLib::MP4::Tag *tag, const char *atom, const MovieItem &item, const QString &key)
+{
+    if (item.contains(key))
+        tag->setItem(atom, TagLib::MP4::Item(TagLib::StringList(text(item.value(key).toString()))));
+}
+
+std::optional<qint64> integerOf(const MovieItem &item, const QString &key)
+{
+    if (!item.contains(key))
+        return std::nullopt;
+    bool ok = false;
+    const qint64 value = item.value(key).toLongLong(&ok);
+    if (!ok)
+        return std::nullopt;
+    return value;
+}
+
+} // namespace
+
+namespace TagWriter {
+
+Result writeTagsWithFileAtPath(const QString &path, const MovieItem &item)
+{
+    const QString plist = MetadataParsingHelper::getPLISTWithDict(item);
+    if (!QFile::exists(path))
+        return {false, QStringLiteral("no file at ") + path};
+
+    TagLib::MP4::File file(QFile::encodeName(path).constData());
+    if (!file.isValid() || !file.tag())
+        return {false, QStringLiteral("not an MP4 file the tag library can open: ") + path};
+    TagLib::MP4::Tag *tag = file.tag();
+
+    setText(tag, TitleAtom, item, ItemKey::movieTitle);
+    setText(tag, GenreAtom, item, ItemKey::movieGenre);
+    setText(tag, TaglineAtom, item, ItemKey::movieTagline);
+    setText(tag, PlotAtom, item, ItemKey::movieOverview);
+    setText(tag, ComposerAtom, item, ItemKey::movieComposers);
+    setText(tag, DateAtom, item, ItemKey::movieReleaseDate_YYYYhMMhDD);
+
+    const std::optional<qint64> mediaType = integerOf(item, ItemKey::mediaType);
+    if (mediaType && *mediaType >= 0 && *mediaType <= 255)
+        tag->setItem(MediaKindAtom, TagLib::MP4::Item(static_cast<unsigned char>(*mediaType)));
+    if (item.contains(ItemKey::hdFlag))
+        tag->setItem(HdAtom, TagLib::MP4::Item(item.value(ItemKey::hdFlag).toBool()));
+
+    const QVariant poster = item.value(ItemKey::moviePoster);
+    if (poster.canConvert<ItemImage>()) {
+        const ItemImage image = poster.value<ItemImage>();
+        const QByteArray format = image.format().toLower();
+        if (!image.isNull() && (format == "jpeg" || format == "jpg" || format == "png")) {
+            const QByteArray &bytes = image.encoded();
+            TagLib::MP4::CoverArtList covers;
+            covers.append(TagLib::MP4::CoverArt(format == "png" ? TagLib::MP4::CoverArt::PNG : TagLib::MP4::CoverArt::JPEG,
+                                                TagLib::ByteVector(bytes.constData(), uint(bytes.size()))));
+            tag->setItem(CoverAtom, TagLib::MP4::Item(covers));
+        }
+    }
+
+    setText(tag, RatingAtom, item, ItemKey::movieRating_US);
+    setText(tag, ToolAtom, item, ItemKey::encodingTool);
+    if (item.contains(ItemKey::movieLanguage) || item.contains(ItemKey::movieCountry)) {
+        const QString comment = item.value(ItemKey::movieLanguage).toString() + QStringLiteral(", ")
+            + item.value(ItemKey::movieCountry).toString();
+        tag->setItem(CommentAtom, TagLib::MP4::Item(TagLib::StringList(text(comment))));
+    }
+    const std::optional<qint64> contentId = integerOf(item, ItemKey::movieTMDBID);
+    if (contentId && *contentId >= 0 && *contentId <= std::numeric_limits<qint32>::max())
+        tag->setItem(ContentIdAtom, TagLib::MP4::Item(static_cast<unsigned int>(*contentId)));
+    tag->setItem(CastCrewAtom, TagLib::MP4::Item(TagLib::StringList(text(plist))));
+
+    if (!file.save())
+        return {false, QStringLiteral("the tags could not be written to ") + path};
+    return {true, QString()};
+}
+
+} // namespace TagWriter
