@@ -1,7 +1,9 @@
 #include "base/Diagnostics.h"
-#include "ui/MainWindow.h"
+#include "ui/AppDelegate.h"
 
 #include <QApplication>
+#include <QFileInfo>
+#include <QTimer>
 
 int main(int argc, char *argv[])
 {
@@ -9,10 +11,21 @@ int main(int argc, char *argv[])
     QApplication::setOrganizationName(QStringLiteral("Kinovela"));
     QApplication::setApplicationName(QStringLiteral("Kinovela"));
     QApplication::setApplicationVersion(QStringLiteral(KINOVELA_VERSION));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/icon.png")));
     QApplication::setQuitOnLastWindowClosed(true);
     Diagnostics::setSink(Diagnostics::Sink::StandardOutput);
 
-    MainWindow window;
+    AppDelegate window;
+    window.applicationDidFinishLaunching();
     window.show();
+
+    // `kinovela FILE...` imports the named files.
+    QList<QUrl> files;
+    for (const QString &argument : QApplication::arguments().mid(1)) {
+        if (QFileInfo(argument).isFile())
+            files.append(QUrl::fromLocalFile(QFileInfo(argument).absoluteFilePath()));
+    }
+    if (!files.isEmpty())
+        QTimer::singleShot(0, &window, [&window, files] { window.openFiles(files); });
     return app.exec();
 }
