@@ -1,0 +1,74 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QtGlobal>
+
+class QIODevice;
+
+/**
+ * Makes room for iTunes-style tags in an MP4 file so that writing them costs
+ * time in proportion to the tags, not to the movie, and the file plays at
+ * every instant.
+ *
+ * When the movie header ("moov") comes before the media data and the new
+ * tags would not fit the padding beside the existing tag list, a copy of the
+ * header, with a "udta"/"meta"/"ilst" structure and padding at its end, is
+ * appended to the file and synced; then the old header is retired as a
+ * "free" atom by rewriting its 4-byte type, and synced again. The media data
+ * never moves, so no chunk offset changes, and the tag library then grows the
+ * tags at the end of the file.
+ *
+ * A file whose top-level atoms do not add up exactly is refused untouched.
+ */
+namespace Mp4TagSpace {
+
+struct Atom
+{
+    QByteArray type;     ///< four characters
+    qint64 offset = 0;   ///< of the size field
+    qint64 size = 0;     ///< whole atom, header included
+    int headerSize = 8;  ///< 8, or 16 with a 64-bit size
+    bool toEndOfFile = false; ///< size field 0: the atom runs to the end of the file
+};
+
+struct Layout
+{
+    bool ok = false;
+    QString error;
+    QList<Atom> atoms;   ///< top-level atoms in file order
+    qint64 fileSize = 0;
+
+    int indexOf(const char *type) const;
+};
+
+/** The steps that write to the file, in order. A run may stop after any. */
+enum class Step { CloseOpenEndedAtom = 1, AppendHeaderCopy = 2, RetireOldHeader = 3 };
+
+struct Result
+{
+    bool ok = false;
+    QString error;
+    bool relocated = false; ///< the header was moved to the end of the file
+    int stepsDone = 0;      ///< writing steps carried out
+};
+
+/** Reads and checks the top-level atoms; nothing is written. */
+Layout readLayout(QIODevice &device);
+
+/**
+ * Bytes of free padding right beside the tag list (inside moov/udta/meta),
+ * or -1 when the file has no tag list. Tags that grow by less than this,
+ * less 8, are rewritten in place.
+ */
+qint64 paddingBesideTags(const QString &path);
+
+/**
+ * Prepares @p path for tags growing by at most @p metadataBytes. Does
+ * nothing when the header already ends the media data or the padding is
+ * enough. @p maxSteps stops after that many writing steps (negative: all),
+ * which leaves a file as a crash at that instant would.
+ */
+Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps = -1);
+
+} // namespace Mp4TagSpace
