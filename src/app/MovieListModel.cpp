@@ -183,7 +183,11 @@ QVariant MovieListModel::data(const QModelIndex &index, int role) const
     }
     case YearColumn: return item.value(ItemKey::movieReleaseYear).toString();
     case FileNameColumn: return item.value(ItemKey::fileName).toString();
-    case DurationColumn: return item.value(ItemKey::beautifiedDuration).toString().trimmed();
+    case DurationColumn: {
+        // Short clips have no spoken duration ("1 Hr 30 Min" never shows seconds).
+        const QString spoken = item.value(ItemKey::beautifiedDuration).toString().trimmed();
+        return spoken.isEmpty() ? item.value(ItemKey::durationHuman).toString() : spoken;
+    }
     case SizeColumn: return item.value(ItemKey::fileSize).toString();
     case VideoColumn: return item.value(ItemKey::videoString).toString();
     case AudioColumn: return item.value(ItemKey::audioString).toString();
