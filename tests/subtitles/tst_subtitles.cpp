@@ -1,0 +1,322 @@
+#include "base/ServiceConfig.h"
+#include "standin/OpenSubtitlesStandin.h"
+#include "standin/StandinServer.h"
+#include "subtitles/FileHash.h"
+#include "subtitles/Gzip.h"
+#include "subtitles/OpenSubsAccess.h"
+#include "subtitles/Video.h"
+#include "subtitles/XmlRpc.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QProcess>
+
+#include <zlib.h>
+
+namespace {
+
+QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArray &content)
+{
+    const QString path = dir.filePath(name);
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(content);
+    return path;
+}
+
+QByteArray gzipped(const QByteArray &data)
+{
+    z_stream stream{};
+    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
+    QByteArray output(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
+    stream.avail_in = uInt(data.size());
+    stream.next_out = reinterpret_cast<Bytef *>(output.data());
+    stream.avail_out = uInt(output.size());
+    deflate(&stream, Z_FINISH);
+    output.resize(qsizetype(stream.total_out));
+    deflateEnd(&stream);
+    return output;
+}
+
+QVariantMap entry(const char *id, const char *format, const char *last)
+{
+    return {{QStringLiteral("IDSubtitleFile"), QString::fromLatin1(id)},
+            {QStringLiteral("SubFormat"), QString::fromLatin1(format)},
+            {QStringLiteral("SubLastTS"), QString::fromLatin1(last)},
+            {QStringLiteral("SubFileName"), QString(QStringLiteral("file ") + QString::fromLatin1(id))},
+            {QStringLiteral("UserNickName"), QStringLiteral("someone")}};
+}
+
+} // namespace
+
+class TestSubtitles : public QObject
+{
+    Q_OBJECT
+
+private:
+    StandinServer *m_server = nullptr;
+    QTemporaryDir m_files;
+
+    Video run(const Video &video)
+    {
+        std::optional<Video> result;
+        QObject context;
+        video.searchAndDownloadSubtitle(&context, [&result](const Video &updated) { result = updated; });
+        (void)QTest::qWaitFor([&result] { return result.has_value(); }, 20000);
+        return result.value_or(video);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_server = new StandinServer(this);
+        QVERIFY(m_server->start());
+        OpenSubtitlesStandin::install(*m_server);
+        qputenv("KINOVELA_OPENSUBTITLES_URL", (m_server->baseUrl() + QStringLiteral("/xml-rpc")).toUtf8());
+    }
+
+    void init()
+    {
+        m_server->clearFailures();
+        m_server->clearRequests();
+        OpenSubtitlesStandin::clearHashSubtitles();
+        OpenSubtitlesStandin::setLoginRefused(false);
+        QDir(ServiceConfig::subtitlesFolder()).removeRecursively();
+        QDir().mkdir(ServiceConfig::subtitlesFolder());
+    }
+
+    void movieHash_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("hash");
+        QTest::addColumn<quint64>("size");
+        QTest::newRow("too short") << QByteArray(65535, '\0') << QStringLiteral("0") << quint64(0);
+        QTest::newRow("one block of zeros") << QByteArray(65536, '\0') << QStringLiteral("10000") << quint64(65536);
+        QTest::newRow("two blocks of ones") << QByteArray(131072, char(0xff)) << QStringLiteral("1c000") << quint64(131072);
+    }
+
+    void movieHash()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, hash);
+        QFETCH(quint64, size);
+        const QString path = writeFile(m_files, QStringLiteral("hash.bin"), content);
+        const FileHash::VideoHash result = FileHash::getVideoHashForPath(path);
+        QCOMPARE(FileHash::hashText(result.fileHash), hash);
+        QCOMPARE(result.fileSize, size);
+        QCOMPARE(Video(path, QString(), 0).getMovieHashString(), hash);
+    }
+
+    void hashIgnoresTheMiddleOfTheFile()
+    {
+        QByteArray content(300000, 'a');
+        const FileHash::VideoHash before = FileHash::getVideoHashForPath(writeFile(m_files, QStringLiteral("m.bin"), content));
+        content[150000] = 'b';
+        const FileHash::VideoHash after = FileHash::getVideoHashForPath(writeFile(m_files, QStringLiteral("m.bin"), content));
+        QCOMPARE(after.fileHash, before.fileHash);
+        QCOMPARE(FileHash::getVideoHashForPath(QStringLiteral("/nonexistent")).fileSize, quint64(0));
+    }
+
+    void xmlRpcRoundTrip()
+    {
+        const QVariantList parameters{QStringLiteral("token"),
+                                      QVariantList{OpenSubsAccess::hashQuery(QStringLiteral("eng"), QStringLiteral("abc"), 1234.0)}};
+        const QByteArray call = XmlRpc::call(QStringLiteral("SearchSubtitles"), parameters);
+        QVERIFY(call.contains("<methodName>SearchSubtitles</methodName>"));
+        QVERIFY(call.contains("<double>"));
+        QString method;
+        QVariantList parsed;
+        QVERIFY(XmlRpc::parseCall(call, &method, &parsed));
+        QCOMPARE(method, QStringLiteral("SearchSubtitles"));
+        QCOMPARE(parsed.at(1).toList().at(0).toMap().value(QStringLiteral("moviehash")).toString(), QStringLiteral("abc"));
+
+        const QVariantMap answer{{QStringLiteral("status"), QStringLiteral("200 OK")}, {QStringLiteral("data"), QVariantList{1, 2}}};
+        QCOMPARE(XmlRpc::parseResponse(XmlRpc::response(answer)).value_or(QVariant()).toMap(), answer);
+        QVERIFY(!XmlRpc::parseResponse(XmlRpc::fault(3, QStringLiteral("no"))).has_value());
+        QVERIFY(!XmlRpc::parseResponse("<html>nope</html>").has_value());
+        QVERIFY(!XmlRpc::parseResponse(QByteArray()).has_value());
+    }
+
+    void imdbQueries_data()
+    {
+        QTest::addColumn<QString>("imdb");
+        QTest::addColumn<QVariant>("number");
+        QTest::newRow("usual") << QStringLiteral("tt0111161") << QVariant(111161);
+        QTest::newRow("not a number") << QStringLiteral("ttabc") << QVariant();
+        QTest::newRow("empty") << QString() << QVariant();
+    }
+
+    void imdbQueries()
+    {
+        QFETCH(QString, imdb);
+        QFETCH(QVariant, number);
+        const QVariantMap query = OpenSubsAccess::imdbQuery(QStringLiteral("fre"), imdb);
+        QCOMPARE(query.value(QStringLiteral("imdbid")), number);
+        QCOMPARE(query.value(QStringLiteral("sublanguageid")).toString(), QStringLiteral("fre"));
+        QCOMPARE(query.value(QStringLiteral("moviebytesize")).toInt(), 0);
+    }
+
+    void choosingASubtitle()
+    {
+        const QVariantMap answer{{QStringLiteral("data"),
+                                  QVariantList{entry("1", "sub", "01:59:00"), entry("2", "srt", "01:50:00"),
+                                               entry("3", "srt", "01:58:00"), entry("4", "srt", "02:30:00"),
+                                               entry("5", "srt", "01:58:00")}}};
+        // Duration 2 h: the srt ending closest before the end wins; ties go to the earlier.
+        QCOMPARE(OpenSubsAccess::closestToEndChoice(answer, 7200.9)->fileID, 3);
+        // Nothing qualifies: the first entry, whatever it is.
+        QCOMPARE(OpenSubsAccess::closestToEndChoice(answer, 10.0)->fileID, 1);
+        QCOMPARE(OpenSubsAccess::firstChoice(answer)->format, QStringLiteral("sub"));
+        QVERIFY(!OpenSubsAccess::firstChoice({{QStringLiteral("data"), false}}).has_value());
+        const QList<QVariantMap> records = OpenSubsAccess::listRecords(answer);
+        QCOMPARE(records.size(), 4);
+        QCOMPARE(records.at(0).value(QStringLiteral("subtitleFileID")).toString(), QStringLiteral("2"));
+        QCOMPARE(records.at(0).value(QStringLiteral("subtitleApproximateTime")).toString(), QStringLiteral("01:50:00"));
+    }
+
+    void downloadedData_data()
+    {
+        QTest::addColumn<QByteArray>("base64");
+        QTest::addColumn<QByteArray>("content");
+        const QByteArray text = "1\n00:00:01,000 --> 00:00:02,000\nHello\n";
+        QTest::newRow("gzip") << gzipped(text).toBase64() << text;
+        QTest::newRow("plain") << text.toBase64() << text;
+        QTest::newRow("truncated gzip") << gzipped(text).left(12).toBase64() << QByteArray();
+        QTest::newRow("not base64") << QByteArray("%%%***") << QByteArray();
+    }
+
+    void downloadedData()
+    {
+        QFETCH(QByteArray, base64);
+        QFETCH(QByteArray, content);
+        const QVariantMap answer{{QStringLiteral("data"),
+                                  QVariantList{QVariantMap{{QStringLiteral("data"), QString::fromLatin1(base64)}}}}};
+        QCOMPARE(OpenSubsAccess::downloadedContent(answer), content);
+    }
+
+    void inflationIsCapped()
+    {
+        const QByteArray big(2 * 1024 * 1024, 'x');
+        QVERIFY(Gzip::inflate(gzipped(big), 1024 * 1024) == std::nullopt);
+        QCOMPARE(Gzip::inflate(gzipped(big)).value_or(QByteArray()).size(), big.size());
+    }
+
+    void subtitlePaths_data()
+    {
+        QTest::addColumn<QString>("video");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("simple") << QStringLiteral("/a/b/Alien.mp4") << QStringLiteral("Alien.srt");
+        QTest::newRow("dots") << QStringLiteral("/films/The.Thing.1982.avi") << QStringLiteral("The.Thing.1982.srt");
+        QTest::newRow("no extension") << QStringLiteral("/films/Heat") << QStringLiteral("Heat.srt");
+        QTest::newRow("dot in folder") << QStringLiteral("/my.films/Heat") << QStringLiteral("Heat.srt");
+    }
+
+    void subtitlePaths()
+    {
+        QFETCH(QString, video);
+        QFETCH(QString, name);
+        const Subtitle subtitle(video, QStringLiteral("srt"));
+        QCOMPARE(subtitle.path, QDir::homePath() + QStringLiteral("/Subtitles/") + name);
+        QCOMPARE(subtitle.presentedItemURL(), QUrl::fromLocalFile(subtitle.path));
+        QCOMPARE(subtitle.primaryPresentedItemURL(), QUrl::fromLocalFile(video));
+    }
+
+    void foundByImdbWhenTheHashIsUnknown()
+    {
+        const QString path = m_files.filePath(QStringLiteral("Inception.2010.mkv"));
+        QFile::remove(path);
+        QVERIFY(QFile::copy(TestEnvironment::media(QStringLiteral("h264-aac.mp4")), path));
+        const Video updated = run(Video(path, QStringLiteral("tt1375666"), 8700));
+        QCOMPARE(updated.subStatus, SubtitleStauts::found);
+        QCOMPARE(updated.downloadedSubtitlePath, ServiceConfig::subtitlesFolder() + QStringLiteral("/Inception.2010.srt"));
+        QFile file(updated.downloadedSubtitlePath);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(file.readAll().contains("Subtitle 1003")); // last line closest to the end of 2 h 25 min
+        // Log in, search by hash, search by IMDb id, download: in that order.
+        QCOMPARE(m_server->requests(QStringLiteral("xmlrpc")).size(), 4);
+        QVERIFY(m_server->requests(QStringLiteral("xmlrpc")).constFirst().header("User-Agent") == "Titlewright v1.0");
+    }
+
+    void foundByHash()
+    {
+        const QString path = TestEnvironment::media(QStringLiteral("movtext.mp4"));
+        const QString hash = Video(path, QString(), 0).getMovieHashString();
+        OpenSubtitlesStandin::addHashSubtitle(hash, "1\n00:00:00,500 --> 00:00:01,000\nBy hash\n");
+        const Video updated = run(Video(path, QString(), 3));
+        QCOMPARE(updated.subStatus, SubtitleStauts::found);
+        QCOMPARE(m_server->requests(QStringLiteral("xmlrpc")).size(), 3);
+        QFile file(updated.downloadedSubtitlePath);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(file.readAll().contains("By hash"));
+    }
+
+    void outcomesWithoutASubtitle()
+    {
+        const QString path = TestEnvironment::media(QStringLiteral("h264-aac.mp4"));
+        QCOMPARE(run(Video(path, QString(), 3)).subStatus, SubtitleStauts::notFound);
+        QCOMPARE(run(Video(path, QStringLiteral("tt9999999"), 3)).subStatus, SubtitleStauts::notFound);
+
+        OpenSubtitlesStandin::setLoginRefused(true);
+        QCOMPARE(run(Video(path, QStringLiteral("tt1375666"), 3)).subStatus, SubtitleStauts::notSearched);
+        OpenSubtitlesStandin::setLoginRefused(false);
+
+        m_server->setFailure(QStringLiteral("xmlrpc"), StandinServer::Failure::ServerError);
+        QCOMPARE(run(Video(path, QStringLiteral("tt1375666"), 3)).subStatus, SubtitleStauts::notSearched);
+        m_server->clearFailures();
+
+        // The folder cannot be written: the search succeeds, the status stays as it was.
+        QDir(ServiceConfig::subtitlesFolder()).removeRecursively();
+        QFile blocker(ServiceConfig::subtitlesFolder());
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        const Video blocked = run(Video(path, QStringLiteral("tt1375666"), 8700));
+        QCOMPARE(blocked.subStatus, SubtitleStauts::notSearched);
+        QCOMPARE(blocked.downloadedSubtitlePath, QString());
+        QFile::remove(ServiceConfig::subtitlesFolder());
+    }
+
+    void chosenDownloadAndList()
+    {
+        const QString path = m_files.filePath(QStringLiteral("Heat.1995.avi"));
+        QFile::remove(path);
+        QVERIFY(QFile::copy(TestEnvironment::media(QStringLiteral("mpeg4-mp3.avi")), path));
+        QList<QVariantMap> list;
+        bool listed = false;
+        QObject context;
+        Video::getSubtitleList(QStringLiteral("tt0113277"), &context, [&](const QList<QVariantMap> &records) {
+            list = records;
+            listed = true;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(listed, 10000);
+        QCOMPARE(list.size(), 1);
+
+        std::optional<Video> result;
+        Video(path, QString(), 3).downloadSubtitleWithFileID(list.at(0).value(QStringLiteral("subtitleFileID")).toString(),
+                                                             QStringLiteral("srt"), &context,
+                                                             [&](const Video &updated) { result = updated; });
+        QTRY_VERIFY_WITH_TIMEOUT(result.has_value(), 10000);
+        QCOMPARE(result->subStatus, SubtitleStauts::found);
+        QVERIFY(QFile::exists(ServiceConfig::subtitlesFolder() + QStringLiteral("/Heat.1995.srt")));
+
+        result.reset();
+        Video(path, QString(), 3).downloadSubtitleWithFileID(QStringLiteral("not a number"), QStringLiteral("srt"), &context,
+                                                             [&](const Video &updated) { result = updated; });
+        QTRY_VERIFY_WITH_TIMEOUT(result.has_value(), 10000);
+        QCOMPARE(result->subStatus, SubtitleStauts::notSearched);
+    }
+
+    void hashCommand()
+    {
+        QProcess cli;
+        const QString file = writeFile(m_files, QStringLiteral("ones.bin"), QByteArray(131072, char(0xff)));
+        cli.start(qEnvironmentVariable("KINOVELA_CLI"), {QStringLiteral("hash"), file, QStringLiteral("/nonexistent.mkv")});
+        QVERIFY(cli.waitForFinished(30000));
+        QCOMPARE(cli.exitCode(), 1);
+        QCOMPARE(cli.readAllStandardOutput(), QByteArray("1c000  131072  ") + file.toUtf8() + "\n");
+        QVERIFY(cli.readAllStandardError().contains("/nonexistent.mkv"));
+    }
+};
+
+KINOVELA_TEST_MAIN(TestSubtitles)
+#include "tst_subtitles.moc"
