@@ -1,5 +1,7 @@
 #include "creation/Mp4TagSpace.h"
 
+#include "base/ItemImage.h"
+
 #include <QFile>
 #include <QtEndian>
 
@@ -205,6 +207,20 @@ bool writeAt(QFile &file, qint64 offset, const QByteArray &bytes)
 } // namespace
 
 namespace Mp4TagSpace {
+
+qint64 tagBytesFor(const MovieItem &item, const QString &extraText)
+{
+    constexpr qint64 PerItem = 64; // item, "data" and name atom headers, flags, mean/name of free-form items
+    qint64 bytes = 1024 + PerItem + extraText.toUtf8().size();
+    for (auto it = item.cbegin(); it != item.cend(); ++it) {
+        const QVariant &value = it.value();
+        if (value.canConvert<ItemImage>() && value.userType() == qMetaTypeId<ItemImage>())
+            bytes += PerItem + value.value<ItemImage>().encoded().size();
+        else
+            bytes += PerItem + value.toString().toUtf8().size();
+    }
+    return bytes;
+}
 
 int Layout::indexOf(const char *type) const
 {

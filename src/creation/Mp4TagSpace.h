@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/MovieItemKeys.h"
+
 #include <QList>
 #include <QString>
 #include <QtGlobal>
@@ -52,6 +54,13 @@ struct Result
     bool relocated = false; ///< the header was moved to the end of the file
     int stepsDone = 0;      ///< writing steps carried out
 };
+
+/**
+ * A generous upper bound of the bytes an item's tags take in the file:
+ * every text in UTF-8, the poster's bytes and @p extraText (the cast-and-crew
+ * list), each with room for its atom headers.
+ */
+qint64 tagBytesFor(const MovieItem &item, const QString &extraText = QString());
 
 /** Reads and checks the top-level atoms; nothing is written. */
 Layout readLayout(QIODevice &device);

@@ -2,6 +2,7 @@
 
 #include "base/ItemImage.h"
 #include "creation/MetadataParsingHelper.h"
+#include "creation/Mp4TagSpace.h"
 
 #include <QFile>
 
@@ -62,6 +63,10 @@ Result writeTagsWithFileAtPath(const QString &path, const MovieItem &item)
     const QString plist = MetadataParsingHelper::getPLISTWithDict(item);
     if (!QFile::exists(path))
         return {false, QStringLiteral("no file at ") + path};
+    // Growing tags must not shift the movie: make room at the end of the file first.
+    const Mp4TagSpace::Result room = Mp4TagSpace::prepareForTags(path, Mp4TagSpace::tagBytesFor(item, plist));
+    if (!room.ok)
+        return {false, room.error};
 
     TagLib::MP4::File file(QFile::encodeName(path).constData());
     if (!file.isValid() || !file.tag())
