@@ -1,0 +1,190 @@
+#include "creation/ConverterArguments.h"
+#include "creation/ConverterRunner.h"
+#include "creation/MetadataParsingHelper.h"
+#include "support/TestEnvironment.h"
+
+#include <plist/plist.h>
+
+#include <cstdlib>
+
+#include <QRegularExpression>
+
+namespace {
+
+QVariantMap track(const char *type, const char *codec, const char *id)
+{
+    return {{TrackKey::trackType, QString::fromLatin1(type)},
+            {TrackKey::trackCodec, QString::fromLatin1(codec)},
+            {TrackKey::trackID, QString::fromLatin1(id)}};
+}
+
+MovieItem item(const QVariantList &tracks, bool subtitle)
+{
+    MovieItem result{{ItemKey::filePath, QStringLiteral("/in/movie.mkv")},
+                     {ItemKey::tracksInfo, tracks},
+                     {ItemKey::subtitleFound, subtitle}};
+    if (subtitle)
+        result.insert(ItemKey::downloadedSubtitlePath, QStringLiteral("/home/u/Subtitles/movie.srt"));
+    return result;
+}
+
+QString text(plist_t node)
+{
+    char *value = nullptr;
+    plist_get_string_val(node, &value);
+    const QString result = QString::fromUtf8(value ? value : "");
+    std::free(value);
+    return result;
+}
+
+QStringList words(const char *text)
+{
+    return QString::fromLatin1(text).split(QLatin1Char(' '));
+}
+
+/** The names of a property list array of {"name": ...} dictionaries. */
+QStringList names(plist_t root, const char *key)
+{
+    plist_t array = plist_dict_get_item(root, key);
+    if (!array)
+        return {QStringLiteral("<missing>")};
+    QStringList result;
+    for (uint32_t i = 0; i < plist_array_get_size(array); ++i)
+        result.append(text(plist_dict_get_item(plist_array_get_item(array, i), "name")));
+    return result;
+}
+
+} // namespace
+
+class TestConverterArguments : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void argumentTable_data()
+    {
+        QTest::addColumn<QVariantList>("tracks");
+        QTest::addColumn<bool>("subtitle");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("copy h264 and aac")
+            << QVariantList{track("Video", "h264", "0"), track("Audio", "aac", "1")} << false
+            << words("-i /in/movie.mkv -map 0:0 -c:v copy -map 0:1 -c:a copy -y /out/T.mp4");
+        QTest::newRow("re-encode, first audio, subtitle")
+            << QVariantList{track("Video", "mpeg4", "0"), track("Audio", "dts", "1"), track("Audio", "ac3", "2")} << true
+            << words("-i /in/movie.mkv -sub_charenc UTF-8 -i /home/u/Subtitles/movie.srt -map 0:0 -c:v libx264 -ac 2 "
+                     "-map 0:1 -c:a aac -map 1 -c:s mov_text -metadata:s:2 language=eng -y /out/T.mp4");
+        QTest::newRow("ac3 copied")
+            << QVariantList{track("Video", "h264", "1"), track("Audio", "ac3", "0")} << false
+            << words("-i /in/movie.mkv -map 0:1 -c:v copy -map 0:0 -c:a copy -y /out/T.mp4");
+        QTest::newRow("nothing to map, subtitle")
+            << QVariantList{track("Other", "bin_data", "0")} << true
+            << words("-i /in/movie.mkv -sub_charenc UTF-8 -i /home/u/Subtitles/movie.srt -map 1 -c:s mov_text "
+                     "-metadata:s:0 language=eng -y /out/T.mp4");
+        QTest::newRow("audio only, subtitle")
+            << QVariantList{track("Audio", "aac", "0")} << true
+            << words("-i /in/movie.mkv -sub_charenc UTF-8 -i /home/u/Subtitles/movie.srt -map 0:0 -c:a copy -map 1 "
+                     "-c:s mov_text -metadata:s:1 language=eng -y /out/T.mp4");
+        QTest::newRow("second video dropped")
+            << QVariantList{track("Video", "hevc", "0"), track("Video", "h264", "1"), track("Subtitle", "subrip", "2"),
+                            track("Poster", "png", "3")}
+            << false << words("-i /in/movie.mkv -map 0:0 -c:v libx264 -y /out/T.mp4");
+    }
+
+    void argumentTable()
+    {
+        QFETCH(QVariantList, tracks);
+        QFETCH(bool, subtitle);
+        QFETCH(QStringList, expected);
+        QCOMPARE(ConverterArguments::converterArgumentsForItem(item(tracks, subtitle), QStringLiteral("/out/T.mp4"),
+                                                               QStringLiteral("eng")),
+                 expected);
+    }
+
+    void pathsAndActions()
+    {
+        QCOMPARE(ConverterArguments::finalMoviePath({{ItemKey::movieTitle, QStringLiteral("AC/DC: Live")}},
+                                                    QStringLiteral("/dest")),
+                 QStringLiteral("/dest/AC:DC: Live.mp4"));
+        QCOMPARE(ConverterArguments::finalMoviePath({{ItemKey::movieTitle, QString()}}, QStringLiteral("/dest")),
+                 QStringLiteral("/dest/.mp4"));
+        const QString first = ConverterArguments::temporaryMoviePath(QStringLiteral("/dest"));
+        QVERIFY(QRegularExpression(QStringLiteral("^/dest/[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\.mp4$"))
+                    .match(first)
+                    .hasMatch());
+        QVERIFY(first != ConverterArguments::temporaryMoviePath(QStringLiteral("/dest")));
+
+        QTemporaryDir dir;
+        const QString upper = dir.filePath(QStringLiteral("Movie.MP4"));
+        QFile(upper).open(QIODevice::WriteOnly);
+        const MovieItem found{{ItemKey::filePath, upper}, {ItemKey::movieFoundStatus, true}};
+        QCOMPARE(ConverterArguments::creationActionForItem(found, 1), CreationAction::TagInPlace);
+        QCOMPARE(ConverterArguments::creationActionForItem(found, 2), CreationAction::TagAndMove);
+        QCOMPARE(ConverterArguments::creationActionForItem(found, 3), CreationAction::Convert);
+        QCOMPARE(ConverterArguments::creationActionForItem(found, 4), CreationAction::Convert);
+        MovieItem unknown = found;
+        unknown.insert(ItemKey::movieFoundStatus, false);
+        QCOMPARE(ConverterArguments::creationActionForItem(unknown, 1), CreationAction::Convert);
+        MovieItem missing = found;
+        missing.insert(ItemKey::filePath, dir.filePath(QStringLiteral("gone.mp4")));
+        QCOMPARE(ConverterArguments::creationActionForItem(missing, 1), CreationAction::Convert);
+    }
+
+    void progressFromConverterOutput_data()
+    {
+        QTest::addColumn<QString>("chunk");
+        QTest::addColumn<double>("duration");
+        QTest::addColumn<int>("current");
+        QTest::addColumn<int>("total");
+        QTest::addColumn<double>("value"); // -1: no value
+        const QString line = QStringLiteral("frame= 100 fps= 25 q=28.0 size= 1024kB time=00:00:04.00 bitrate=2097.2kbits/s");
+        QTest::newRow("single item") << line << 8.0 << 0 << 1 << 50.0;
+        QTest::newRow("second of four") << line << 8.0 << 1 << 4 << 37.5;
+        QTest::newRow("earlier time stamp wins")
+            << QStringLiteral("Duration: 00:00:06.00, start\n") + line << 8.0 << 0 << 1 << 75.0;
+        QTest::newRow("conversion failed") << QStringLiteral("Conversion failed! ") + line << 8.0 << 0 << 1 << -1.0;
+        QTest::newRow("time not available") << QStringLiteral("size=N/A time=N/A bitrate=N/A") << 8.0 << 0 << 1 << -1.0;
+        QTest::newRow("zero duration") << line << 0.0 << 0 << 1 << -1.0;
+        QTest::newRow("no progress") << QStringLiteral("Stream mapping:") << 8.0 << 0 << 1 << -1.0;
+    }
+
+    void progressFromConverterOutput()
+    {
+        QFETCH(QString, chunk);
+        QFETCH(double, duration);
+        QFETCH(int, current);
+        QFETCH(int, total);
+        QFETCH(double, value);
+        const std::optional<double> progress = ConverterRunner::progressForChunk(chunk, duration, current, total);
+        if (value < 0)
+            QVERIFY(!progress.has_value());
+        else
+            QCOMPARE(progress.value_or(-1), value);
+    }
+
+    void castAndCrewPropertyList()
+    {
+        const MovieItem item{{ItemKey::movieCast, QStringLiteral("Ann Lee\nBo Chan\n")},
+                             {ItemKey::movieDirectors, QString()},
+                             {ItemKey::movieProducers, QStringLiteral("P")},
+                             {ItemKey::movieStudios, QStringLiteral("Alpha Films\nBeta Pictures")},
+                             {ItemKey::movieTitle, QStringLiteral("ignored")}};
+        const QString xml = MetadataParsingHelper::getPLISTWithDict(item);
+        QVERIFY(xml.startsWith(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>")));
+        const QByteArray bytes = xml.toUtf8();
+        plist_t root = nullptr;
+        plist_from_xml(bytes.constData(), uint32_t(bytes.size()), &root);
+        QVERIFY(root);
+        QCOMPARE(plist_dict_get_size(root), 4u); // no screenwriters in the item
+        QCOMPARE(names(root, "cast"), (QStringList{QStringLiteral("Ann Lee"), QStringLiteral("Bo Chan"), QString()}));
+        QCOMPARE(names(root, "directors"), QStringList{QString()});
+        QCOMPARE(names(root, "producers"), QStringList{QStringLiteral("P")});
+        QCOMPARE(text(plist_dict_get_item(root, "studio")), QStringLiteral("Alpha Films, Beta Pictures"));
+        plist_free(root);
+        // Keys in ascending order, so the text is reproducible.
+        QVERIFY(xml.indexOf(QStringLiteral("<key>cast</key>")) < xml.indexOf(QStringLiteral("<key>directors</key>")));
+        QVERIFY(xml.indexOf(QStringLiteral("<key>producers</key>")) < xml.indexOf(QStringLiteral("<key>studio</key>")));
+    }
+};
+
+KINOVELA_TEST_MAIN(TestConverterArguments)
+#include "tst_converterarguments.moc"
