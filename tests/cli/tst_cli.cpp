@@ -1,0 +1,175 @@
+#include "support/TestEnvironment.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+/** kinovela-cli driven from outside, against kinovela-standin, as a user would run it. */
+class TestCli : public QObject
+{
+    Q_OBJECT
+
+private:
+    QProcess m_standin;
+    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
+    QTemporaryDir m_files;
+
+    struct Run
+    {
+        int exitCode = -1;
+        QByteArray out;
+        QByteArray err;
+    };
+
+    Run cli(const QStringList &arguments)
+    {
+        QProcess process;
+        process.setProcessEnvironment(m_environment);
+        process.setWorkingDirectory(m_files.path());
+        process.start(qEnvironmentVariable("KINOVELA_CLI"), arguments);
+        process.waitForFinished(180000);
+        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    }
+
+    QString copy(const QString &media, const QString &name)
+    {
+        const QString path = m_files.filePath(name);
+        QFile::remove(path);
+        QFile::copy(TestEnvironment::media(media), path);
+        return name;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_standin.start(qEnvironmentVariable("KINOVELA_BUILD_DIR") + QStringLiteral("/tests/kinovela-standin"));
+        QVERIFY(m_standin.waitForStarted());
+        QByteArray lines;
+        while (!lines.contains("\n\n") && m_standin.waitForReadyRead(10000))
+            lines += m_standin.readAllStandardOutput();
+        for (const QByteArray &line : lines.split('\n')) {
+            const qsizetype equals = line.indexOf('=');
+            if (equals > 0)
+                m_environment.insert(QString::fromUtf8(line.left(equals)), QString::fromUtf8(line.mid(equals + 1)));
+        }
+        QVERIFY(m_environment.contains(QStringLiteral("KINOVELA_TMDB_API_URL")));
+    }
+
+    void cleanupTestCase()
+    {
+        m_standin.kill();
+        m_standin.waitForFinished();
+    }
+
+    void usage()
+    {
+        QCOMPARE(cli({}).exitCode, 2);
+        QCOMPARE(cli({QStringLiteral("frobnicate")}).exitCode, 2);
+        QCOMPARE(cli({QStringLiteral("import"), QStringLiteral("--preset"), QStringLiteral("9"), QStringLiteral("x")}).exitCode, 2);
+        QCOMPARE(cli({QStringLiteral("import"), QStringLiteral("--language"), QStringLiteral("Klingonese"), QStringLiteral("x")})
+                     .exitCode,
+                 2);
+        QCOMPARE(cli({QStringLiteral("create"), QStringLiteral("x.mkv")}).exitCode, 2);
+        const Run help = cli({QStringLiteral("--help")});
+        QCOMPARE(help.exitCode, 0);
+        QVERIFY(help.out.contains("kinovela-cli import"));
+        QVERIFY(cli({QStringLiteral("--version")}).out.startsWith("kinovela-cli "));
+    }
+
+    void identifyDeliversTheMergedRecord()
+    {
+        const Run run = cli({QStringLiteral("identify"), QStringLiteral("--json"), QStringLiteral("The.Dark.Knight.2008")});
+        QCOMPARE(run.exitCode, 0);
+        const QJsonObject record = QJsonDocument::fromJson(run.out).array().at(0).toObject();
+        QCOMPARE(record[QStringLiteral("movieTitle")].toString(), QStringLiteral("The Dark Knight"));
+        QCOMPARE(record[QStringLiteral("imdbID")].toString(), QStringLiteral("tt0468569"));
+        QCOMPARE(record[QStringLiteral("movieGenre")].toString(), QStringLiteral("Action & Adventure"));
+        QCOMPARE(record[QStringLiteral("movieRating_US_Icon")].toObject()[QStringLiteral("resource")].toString(),
+                 QStringLiteral("PG-13"));
+        QCOMPARE(record[QStringLiteral("moviePoster")].toObject()[QStringLiteral("width")].toInt(), 200);
+
+        const Run missing = cli({QStringLiteral("identify"), QStringLiteral("--json"), QStringLiteral("Nothing.Here")});
+        QCOMPARE(missing.exitCode, 1);
+        QCOMPARE(QJsonDocument::fromJson(missing.out).array().at(0).toObject()[QStringLiteral("moviePoster")]
+                     .toObject()[QStringLiteral("resource")]
+                     .toString(),
+                 QStringLiteral("mnf"));
+        QVERIFY(!missing.err.contains(m_environment.value(QStringLiteral("KINOVELA_TMDB_API_KEY"), QStringLiteral("7c1e9a04"))
+                                          .toUtf8()));
+
+        const Run search = cli({QStringLiteral("search"), QStringLiteral("--json"), QStringLiteral("dark knight")});
+        QCOMPARE(QJsonDocument::fromJson(search.out).array().size(), 2);
+    }
+
+    void importListsEveryMovieInChosenOrder()
+    {
+        const QStringList files{copy(QStringLiteral("h264-ac3-srt.mkv"), QStringLiteral("The.Dark.Knight.2008.720p.mkv")),
+                                copy(QStringLiteral("text.txt"), QStringLiteral("notes.txt")),
+                                copy(QStringLiteral("mpeg4-mp3.avi"), QStringLiteral("Heat.1995.avi")),
+                                copy(QStringLiteral("h264-aac.mp4"), QStringLiteral("Home.Video.mp4"))};
+        const Run run = cli(QStringList{QStringLiteral("import"), QStringLiteral("--preset"), QStringLiteral("4"),
+                                        QStringLiteral("--stagger"), QStringLiteral("0"), QStringLiteral("--json")}
+                            + files);
+        QCOMPARE(run.exitCode, 1); // the text file
+        QVERIFY(run.err.contains("notes.txt"));
+        const QJsonArray items = QJsonDocument::fromJson(run.out).array();
+        QCOMPARE(items.size(), 3);
+        QCOMPARE(items.at(0)[QStringLiteral("serialNumber")].toInt(), 0);
+        QCOMPARE(items.at(1)[QStringLiteral("serialNumber")].toInt(), 2);
+        QCOMPARE(items.at(0)[QStringLiteral("movieTitle")].toString(), QStringLiteral("The Dark Knight"));
+        QCOMPARE(items.at(1)[QStringLiteral("movieTitle")].toString(), QStringLiteral("Heat"));
+        QCOMPARE(items.at(1)[QStringLiteral("movieGenre")].toString(), QStringLiteral("Action"));
+        QCOMPARE(items.at(0)[QStringLiteral("subtitleFound")].toBool(), true);
+        QCOMPARE(items.at(0)[QStringLiteral("downloadedSubtitlePath")].toString(),
+                 QDir::homePath() + QStringLiteral("/Subtitles/The.Dark.Knight.2008.720p.srt"));
+        QVERIFY(QFile::exists(items.at(1)[QStringLiteral("downloadedSubtitlePath")].toString()));
+        // Not identified: still listed, still searched for a subtitle.
+        QCOMPARE(items.at(2)[QStringLiteral("movieFoundStatus")].toBool(), false);
+        QCOMPARE(items.at(2)[QStringLiteral("displaySubtitleBanner")].toBool(), true);
+        QCOMPARE(items.at(2)[QStringLiteral("subtitleFound")].toBool(), false);
+    }
+
+    void createMakesTaggedMoviesWithSubtitles()
+    {
+        QTemporaryDir destination;
+        const QStringList files{copy(QStringLiteral("h264-ac3-srt.mkv"), QStringLiteral("The.Dark.Knight.2008.720p.mkv")),
+                                copy(QStringLiteral("mpeg4-mp3.avi"), QStringLiteral("Heat.1995.avi"))};
+        const Run run = cli(QStringList{QStringLiteral("create"), QStringLiteral("--dest"), destination.path(),
+                                        QStringLiteral("--preset"), QStringLiteral("4"), QStringLiteral("--stagger"),
+                                        QStringLiteral("0"), QStringLiteral("--json")}
+                            + files);
+        QCOMPARE(run.exitCode, 0);
+        const QJsonObject report = QJsonDocument::fromJson(run.out).object();
+        QCOMPARE(report[QStringLiteral("items")].toArray().size(), 2);
+        const QJsonArray results = report[QStringLiteral("results")].toArray();
+        QCOMPARE(results.size(), 2);
+        QCOMPARE(results.at(0)[QStringLiteral("outcome")].toString(), QStringLiteral("created"));
+        QCOMPARE(results.at(0)[QStringLiteral("action")].toString(), QStringLiteral("convert"));
+
+        QProcess ffprobe;
+        ffprobe.start(QStringLiteral("ffprobe"),
+                      {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-print_format"), QStringLiteral("json"),
+                       QStringLiteral("-show_format"), QStringLiteral("-show_streams"),
+                       destination.filePath(QStringLiteral("The Dark Knight.mp4"))});
+        QVERIFY(ffprobe.waitForFinished(30000));
+        const QJsonObject probe = QJsonDocument::fromJson(ffprobe.readAllStandardOutput()).object();
+        const QJsonObject tags = probe[QStringLiteral("format")][QStringLiteral("tags")].toObject();
+        QCOMPARE(tags[QStringLiteral("title")].toString(), QStringLiteral("The Dark Knight"));
+        QCOMPARE(tags[QStringLiteral("genre")].toString(), QStringLiteral("Action & Adventure"));
+        QCOMPARE(tags[QStringLiteral("iTunEXTC")].toString(), QStringLiteral("mpaa|PG-13|300|"));
+        QCOMPARE(tags[QStringLiteral("media_type")].toString(), QStringLiteral("9"));
+        QVERIFY(tags[QStringLiteral("iTunMOVI")].toString().contains(QStringLiteral("Heath Ledger")));
+        QStringList codecs;
+        for (const QJsonValue &stream : probe[QStringLiteral("streams")].toArray())
+            codecs.append(stream[QStringLiteral("codec_name")].toString());
+        QCOMPARE(codecs, (QStringList{QStringLiteral("h264"), QStringLiteral("ac3"), QStringLiteral("mov_text"),
+                                      QStringLiteral("mjpeg")}));
+        // Converted sources are gone, and only the two movies are in the destination.
+        QVERIFY(!QFile::exists(m_files.filePath(files.at(0))));
+        QCOMPARE(QDir(destination.path()).entryList(QDir::Files).size(), 2);
+    }
+};
+
+KINOVELA_TEST_MAIN(TestCli)
+#include "tst_cli.moc"
