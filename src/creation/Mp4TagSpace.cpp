@@ -19,6 +19,8 @@ namespace {
 // movie header this tool should be rewriting.
 constexpr qint64 MaxHeaderBytes = qint64(512) * 1024 * 1024;
 constexpr qint64 PaddingSlack = 4096;
+// Padding beyond this is not written: larger tags still grow at the end of the file, only less cheaply.
+constexpr qint64 MaxPadding = qint64(256) * 1024 * 1024;
 
 struct Box
 {
@@ -348,7 +350,7 @@ Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps)
     if (!mediaAfterHeader)
         return result;
     const qint64 padding = paddingBesideTags(path);
-    if (padding >= 0 && qMax<qint64>(metadataBytes, 0) + 8 <= padding)
+    if (padding >= 0 && qBound<qint64>(0, metadataBytes, MaxPadding) + 8 <= padding)
         return result;
 
     const Atom moovAtom = layout.atoms.at(moovIndex);
@@ -362,7 +364,7 @@ Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps)
     if (moovAtom.toEndOfFile) // cannot happen with media data after it, kept for clarity
         return refuse(QStringLiteral("the movie header has no size"));
     QString error;
-    const std::optional<QByteArray> copy = headerCopyWithRoom(moov, qMax<qint64>(metadataBytes, 0) + PaddingSlack, &error);
+    const std::optional<QByteArray> copy = headerCopyWithRoom(moov, qBound<qint64>(0, metadataBytes, MaxPadding) + PaddingSlack, &error);
     if (!copy)
         return refuse(error);
 
