@@ -240,8 +240,10 @@ private Q_SLOTS:
 
     void foundByHash()
     {
-        const QString path = TestEnvironment::media(QStringLiteral("movtext.mp4"));
+        // A file of at least 64 KiB, so the lookup goes by a real hash and not by the small-file "0".
+        const QString path = TestEnvironment::media(QStringLiteral("h264-aac.mp4"));
         const QString hash = Video(path, QString(), 0).getMovieHashString();
+        QVERIFY(hash != QLatin1String("0"));
         OpenSubtitlesStandin::addHashSubtitle(hash, "1\n00:00:00,500 --> 00:00:01,000\nBy hash\n");
         const Video updated = run(Video(path, QString(), 3));
         QCOMPARE(updated.subStatus, SubtitleStauts::found);
