@@ -46,6 +46,12 @@ QString itunesGenresUrl()
     return withoutTrailingSlash(fromEnvironment("KINOVELA_ITUNES_GENRES_URL", QStringLiteral("http://itunes.apple.com")));
 }
 
+QString openSubtitlesRestUrl()
+{
+    return withoutTrailingSlash(
+        fromEnvironment("KINOVELA_OPENSUBTITLES_REST_URL", QStringLiteral("https://api.opensubtitles.com/api/v1")));
+}
+
 QString openSubtitlesUrl()
 {
     return fromEnvironment("KINOVELA_OPENSUBTITLES_URL", QStringLiteral("https://api.opensubtitles.org:443/xml-rpc"));

@@ -16,6 +16,7 @@ QString tmdbApiKey();        // KINOVELA_TMDB_API_KEY
 QString itunesUrl();         // KINOVELA_ITUNES_URL, requests append /search?...
 QString itunesGenresUrl();   // KINOVELA_ITUNES_GENRES_URL, requests append /WebObjects/...
 QString openSubtitlesUrl();  // KINOVELA_OPENSUBTITLES_URL, the XML-RPC endpoint
+QString openSubtitlesRestUrl(); // KINOVELA_OPENSUBTITLES_REST_URL, the REST API base (requests append /subtitles ...)
 
 /** Total time a web request may take, in milliseconds (KINOVELA_HTTP_TIMEOUT_MS, default 30000). */
 int httpTimeoutMs();

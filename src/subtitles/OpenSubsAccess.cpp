@@ -4,6 +4,8 @@
 #include "base/ServiceConfig.h"
 #include "base/UserSettings.h"
 #include "subtitles/Gzip.h"
+#include "subtitles/OpenSubtitlesRest.h"
+#include "subtitles/SubtitleCredentials.h"
 #include "subtitles/XmlRpc.h"
 
 #include <QCoreApplication>
@@ -222,5 +224,9 @@ void OpenSubsAccess::downloadSubtitle(qint64 fileID, std::function<void(const QB
 
 std::shared_ptr<SubtitleProvider> SubtitleProvider::create()
 {
+    // The REST service when the user has an API key for it; the XML-RPC service otherwise.
+    const QString apiKey = SubtitleCredentials::apiKey();
+    if (!apiKey.isEmpty())
+        return std::make_shared<OpenSubtitlesRest>(apiKey, SubtitleCredentials::userName(), SubtitleCredentials::password());
     return std::make_shared<OpenSubsAccess>();
 }

@@ -7,6 +7,7 @@
 #include "base/ItemImage.h"
 #include "base/Progress.h"
 #include "metadata/TMDB.h"
+#include "subtitles/SubtitleCredentials.h"
 #include "subtitles/Video.h"
 #include "ui/DADImageView.h"
 
@@ -219,6 +220,17 @@ void AppDelegate::buildSettingsWindow()
     });
     connect(m_languageSettingsPUBTN, &QComboBox::currentIndexChanged, m_core, &AppCore::setSelectedLanguageIndex);
 
+    // The OpenSubtitles account for the current subtitle service; without an API key the older service is used.
+    m_openSubtitlesApiKeyTF = named(new QLineEdit(m_settingsWindow), "openSubtitlesApiKeyTF");
+    m_openSubtitlesApiKeyTF->setPlaceholderText(tr("optional: your opensubtitles.com API key"));
+    m_openSubtitlesUserTF = named(new QLineEdit(m_settingsWindow), "openSubtitlesUserTF");
+    m_openSubtitlesPasswordTF = named(new QLineEdit(m_settingsWindow), "openSubtitlesPasswordTF");
+    m_openSubtitlesPasswordTF->setEchoMode(QLineEdit::Password);
+    m_openSubtitlesPasswordTF->setPlaceholderText(tr("kept in the system keychain"));
+    layout->addRow(tr("OpenSubtitles API key:"), m_openSubtitlesApiKeyTF);
+    layout->addRow(tr("OpenSubtitles user:"), m_openSubtitlesUserTF);
+    layout->addRow(tr("OpenSubtitles password:"), m_openSubtitlesPasswordTF);
+
     auto *ok = makeButton("okBTN_insideSettingsWindow", tr("OK"), m_settingsWindow);
     ok->setDefault(true);
     layout->addRow(QString(), ok);
@@ -405,12 +417,21 @@ void AppDelegate::applicationDidFinishLaunching()
 
 void AppDelegate::presetsBTN_clicked()
 {
+    m_openSubtitlesApiKeyTF->setText(SubtitleCredentials::apiKey());
+    m_openSubtitlesUserTF->setText(SubtitleCredentials::userName());
+    m_openSubtitlesPasswordTF->clear();
     m_settingsWindow->open();
 }
 
 void AppDelegate::okBTN_insideSettingsWindow()
 {
     m_core->saveSettings();
+    SubtitleCredentials::storeApiKey(m_openSubtitlesApiKeyTF->text().trimmed());
+    SubtitleCredentials::storeUserName(m_openSubtitlesUserTF->text().trimmed());
+    // An empty field keeps the password that is in the keychain.
+    if (!m_openSubtitlesPasswordTF->text().isEmpty())
+        SubtitleCredentials::storePassword(m_openSubtitlesPasswordTF->text());
+    m_openSubtitlesPasswordTF->clear();
     m_settingsWindow->accept();
 }
 

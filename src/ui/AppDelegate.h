@@ -114,6 +114,9 @@ private:
     QDialog *m_settingsWindow = nullptr;
     QComboBox *m_languageSettingsPUBTN = nullptr;
     QButtonGroup *m_radioBTNsGroup = nullptr;
+    QLineEdit *m_openSubtitlesApiKeyTF = nullptr;
+    QLineEdit *m_openSubtitlesUserTF = nullptr;
+    QLineEdit *m_openSubtitlesPasswordTF = nullptr;
 
     QDialog *m_moiveSearchWindow = nullptr;
     QLineEdit *m_searchStringTF = nullptr;

@@ -1,4 +1,5 @@
 #include "base/Diagnostics.h"
+#include "subtitles/SubtitleCredentials.h"
 #include "ui/AppDelegate.h"
 
 #include <QApplication>
@@ -14,6 +15,9 @@ int main(int argc, char *argv[])
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/icon.png")));
     QApplication::setQuitOnLastWindowClosed(true);
     Diagnostics::setSink(Diagnostics::Sink::StandardOutput);
+
+    // The subtitle account's password lives in the system keychain.
+    SubtitleCredentials::loadPassword();
 
     AppDelegate window;
     window.applicationDidFinishLaunching();

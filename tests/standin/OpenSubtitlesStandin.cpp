@@ -4,6 +4,11 @@
 #include "subtitles/XmlRpc.h"
 
 #include <QHash>
+#include <QRegularExpression>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUrlQuery>
 
 #include <zlib.h>
 
@@ -39,7 +44,15 @@ const QHash<int, QList<Entry>> &byImdb()
 }
 
 QHash<QString, QByteArray> g_hashSubtitles;
+QStringList g_hashOrder;
+
+// File ids of subtitles found by hash: 900000 and up, in the order they were added.
+QString hashFileID(const QString &hash)
+{
+    return QString::number(900000 + g_hashOrder.indexOf(hash));
+}
 bool g_loginRefused = false;
+int g_quota = 100;
 const QString g_token = QStringLiteral("standin-token-8c1b5d");
 
 QByteArray gzip(const QByteArray &data)
@@ -90,7 +103,7 @@ QVariant answer(const QString &method, const QVariantList &parameters)
         QVariantList data;
         const QString hash = query.value(QStringLiteral("moviehash")).toString();
         if (!hash.isEmpty() && g_hashSubtitles.contains(hash)) {
-            data.append(record({QStringLiteral("9") + hash, QStringLiteral("srt"), QStringLiteral("00:00:02"),
+            data.append(record({hashFileID(hash), QStringLiteral("srt"), QStringLiteral("00:00:02"),
                                 QStringLiteral("ByHash.srt"), QStringLiteral("hasher")}));
         } else if (query.contains(QStringLiteral("imdbid"))) {
             for (const Entry &entry : byImdb().value(query.value(QStringLiteral("imdbid")).toInt()))
@@ -115,13 +128,144 @@ QVariant answer(const QString &method, const QVariantList &parameters)
     return {};
 }
 
+
+StandinServer::Reply restJson(const QJsonObject &object, int status = 200)
+{
+    StandinServer::Reply reply;
+    reply.status = status;
+    reply.body = QJsonDocument(object).toJson(QJsonDocument::Compact);
+    return reply;
+}
+
+StandinServer::Reply restError(int status)
+{
+    if (status == 401)
+        return restJson({{QStringLiteral("message"), QStringLiteral("You cannot consume this service")},
+                         {QStringLiteral("status"), 401}},
+                        401);
+    if (status == 429)
+        return restJson({{QStringLiteral("message"), QStringLiteral("Throttle limit reached. Retry later.")}}, 429);
+    return restJson({{QStringLiteral("message"), QStringLiteral("Internal server error")}, {QStringLiteral("status"), status}},
+                    status);
+}
+
+bool keyAccepted(const StandinServer::Request &request)
+{
+    return request.header("Api-Key") == OpenSubtitlesStandin::restApiKey();
+}
+
+QJsonObject restSubtitle(const QString &fileID, const QString &release, const QString &uploader, int imdb, bool hashMatch)
+{
+    return {{QStringLiteral("id"), fileID},
+            {QStringLiteral("type"), QStringLiteral("subtitle")},
+            {QStringLiteral("attributes"),
+             QJsonObject{{QStringLiteral("subtitle_id"), fileID},
+                         {QStringLiteral("language"), QStringLiteral("en")},
+                         {QStringLiteral("download_count"), 1234},
+                         {QStringLiteral("release"), release},
+                         {QStringLiteral("moviehash_match"), hashMatch},
+                         {QStringLiteral("uploader"), QJsonObject{{QStringLiteral("uploader_id"), 7},
+                                                                  {QStringLiteral("name"), uploader},
+                                                                  {QStringLiteral("rank"), QStringLiteral("trusted")}}},
+                         {QStringLiteral("feature_details"), QJsonObject{{QStringLiteral("imdb_id"), imdb},
+                                                                         {QStringLiteral("feature_type"), QStringLiteral("Movie")}}},
+                         {QStringLiteral("files"), QJsonArray{QJsonObject{{QStringLiteral("file_id"), fileID.toInt()},
+                                                                          {QStringLiteral("cd_number"), 1},
+                                                                          {QStringLiteral("file_name"), QString(release + QStringLiteral(".srt"))}}}}}}};
+}
+
+StandinServer::Reply restSearch(const StandinServer::Request &request)
+{
+    if (!keyAccepted(request))
+        return restError(401);
+    // The service redirects any query that is not sorted and in lower case.
+    QList<std::pair<QString, QString>> items = request.query.queryItems(QUrl::FullyDecoded);
+    QList<std::pair<QString, QString>> canonical;
+    for (const auto &[name, value] : items)
+        canonical.append({name.toLower(), value.toLower()});
+    std::sort(canonical.begin(), canonical.end());
+    if (canonical != items) {
+        QUrlQuery query;
+        query.setQueryItems(canonical);
+        StandinServer::Reply reply;
+        reply.status = 301;
+        reply.contentType = "text/html";
+        reply.headers.append({QByteArrayLiteral("Location"),
+                              (QStringLiteral("/api/v1/subtitles?") + query.toString(QUrl::FullyEncoded)).toUtf8()});
+        return reply;
+    }
+    QJsonArray data;
+    const QString hash = request.query.queryItemValue(QStringLiteral("moviehash"));
+    if (!hash.isEmpty() && g_hashSubtitles.contains(hash))
+        data.append(restSubtitle(hashFileID(hash), QStringLiteral("ByHash"), QStringLiteral("hasher"), 0, true));
+    const int imdb = request.query.queryItemValue(QStringLiteral("imdb_id")).toInt();
+    for (const Entry &entry : byImdb().value(imdb)) {
+        if (entry.format == QLatin1String("srt"))
+            data.append(restSubtitle(entry.fileID, entry.fileName.section(QLatin1Char('.'), 0, -2), entry.uploader, imdb, false));
+    }
+    return restJson({{QStringLiteral("total_pages"), 1},
+                     {QStringLiteral("total_count"), data.size()},
+                     {QStringLiteral("per_page"), 60},
+                     {QStringLiteral("page"), 1},
+                     {QStringLiteral("data"), data}});
+}
+
+QString g_baseUrl;
+
+StandinServer::Reply restDownload(const StandinServer::Request &request)
+{
+    if (!keyAccepted(request))
+        return restError(401);
+    const QString id = QString::number(QJsonDocument::fromJson(request.body).object().value(QStringLiteral("file_id")).toInteger());
+    if (g_quota <= 0)
+        return restJson({{QStringLiteral("requests"), 101},
+                         {QStringLiteral("remaining"), -1},
+                         {QStringLiteral("message"), QStringLiteral("You have downloaded your allowed 100 subtitles for 24h.Your quota will be renewed in 07 hours and 31 minutes (2026-11-24 00:00:00 UTC) ")},
+                         {QStringLiteral("reset_time"), QStringLiteral("07 hours and 31 minutes")},
+                         {QStringLiteral("reset_time_utc"), QStringLiteral("2026-11-24T00:00:00.000Z")}},
+                        406);
+    --g_quota;
+    return restJson({{QStringLiteral("link"), QString(g_baseUrl + QStringLiteral("/download/files/") + id + QStringLiteral(".srt"))},
+                     {QStringLiteral("file_name"), QString(id + QStringLiteral(".srt"))},
+                     {QStringLiteral("requests"), 100 - g_quota},
+                     {QStringLiteral("remaining"), g_quota},
+                     {QStringLiteral("message"), QStringLiteral("Your quota will be renewed in 07 hours and 31 minutes")},
+                     {QStringLiteral("reset_time"), QStringLiteral("07 hours and 31 minutes")},
+                     {QStringLiteral("reset_time_utc"), QStringLiteral("2026-11-24T00:00:00.000Z")}});
+}
+
+StandinServer::Reply restFile(const StandinServer::Request &request)
+{
+    const QString id = request.path.section(QLatin1Char('/'), -1).section(QLatin1Char('.'), 0, 0);
+    StandinServer::Reply reply;
+    reply.contentType = "application/x-subrip";
+    reply.body = OpenSubtitlesStandin::subtitleText(id);
+    if (reply.body.isEmpty())
+        reply.status = 404;
+    return reply;
+}
+
+StandinServer::Reply restLogin(const StandinServer::Request &request)
+{
+    if (!keyAccepted(request))
+        return restError(401);
+    const QJsonObject body = QJsonDocument::fromJson(request.body).object();
+    if (body.value(QStringLiteral("username")).toString() != QLatin1String("moviefan")
+        || body.value(QStringLiteral("password")).toString() != QLatin1String("s3cret"))
+        return restJson({{QStringLiteral("message"), QStringLiteral("Error, invalid username/password")}, {QStringLiteral("status"), 401}}, 401);
+    return restJson({{QStringLiteral("user"), QJsonObject{{QStringLiteral("allowed_downloads"), 1000}, {QStringLiteral("level"), QStringLiteral("VIP Member")}}},
+                     {QStringLiteral("base_url"), QStringLiteral("api.opensubtitles.com")},
+                     {QStringLiteral("token"), QStringLiteral("rest-token-b7e1")},
+                     {QStringLiteral("status"), 200}});
+}
+
 } // namespace
 
 QByteArray OpenSubtitlesStandin::subtitleText(const QString &fileID)
 {
-    if (fileID.startsWith(QLatin1Char('9'))) {
-        const QString hash = fileID.mid(1);
-        return g_hashSubtitles.value(hash);
+    for (const QString &hash : std::as_const(g_hashOrder)) {
+        if (hashFileID(hash) == fileID)
+            return g_hashSubtitles.value(hash);
     }
     for (const QList<Entry> &entries : byImdb()) {
         for (const Entry &entry : entries) {
@@ -135,6 +279,11 @@ QByteArray OpenSubtitlesStandin::subtitleText(const QString &fileID)
 
 void OpenSubtitlesStandin::install(StandinServer &server)
 {
+    g_baseUrl = server.baseUrl();
+    server.addRoute(QStringLiteral("rest-login"), "POST", QStringLiteral("/api/v1/login"), restLogin, restError);
+    server.addRoute(QStringLiteral("rest-search"), "GET", QStringLiteral("/api/v1/subtitles"), restSearch, restError);
+    server.addRoute(QStringLiteral("rest-download"), "POST", QStringLiteral("/api/v1/download"), restDownload, restError);
+    server.addRoute(QStringLiteral("rest-file"), "GET", QStringLiteral("/download/files/[0-9A-Za-z]+\\.srt"), restFile, restError);
     server.addRoute(QStringLiteral("xmlrpc"), "POST", QStringLiteral("/xml-rpc"), [](const StandinServer::Request &request) {
         StandinServer::Reply reply;
         reply.contentType = "text/xml";
@@ -151,14 +300,22 @@ void OpenSubtitlesStandin::install(StandinServer &server)
     });
 }
 
+void OpenSubtitlesStandin::setDownloadQuota(int remaining)
+{
+    g_quota = remaining;
+}
+
 void OpenSubtitlesStandin::addHashSubtitle(const QString &movieHash, const QByteArray &content)
 {
     g_hashSubtitles.insert(movieHash, content);
+    if (!g_hashOrder.contains(movieHash))
+        g_hashOrder.append(movieHash);
 }
 
 void OpenSubtitlesStandin::clearHashSubtitles()
 {
     g_hashSubtitles.clear();
+    g_hashOrder.clear();
 }
 
 void OpenSubtitlesStandin::setLoginRefused(bool refused)

@@ -11,6 +11,12 @@ class StandinServer;
  * the IMDb ids 1375666 (Inception), 468569 (The Dark Knight) and 113277
  * (Heat); tests can add subtitles found by movie hash. Downloads are base64
  * gzip data, as the real service sends them. Route name: "xmlrpc".
+ *
+ * The REST service (api.opensubtitles.com/api/v1) is served under /api/v1:
+ * POST /login, GET /subtitles (a non-canonical query is answered with a 301
+ * to the canonical one), POST /download (a link, then GET of the file).
+ * Requests need the "Api-Key" restApiKey(). Route names: "rest-login",
+ * "rest-search", "rest-download", "rest-file".
  */
 class OpenSubtitlesStandin
 {
@@ -23,4 +29,8 @@ public:
     static void setLoginRefused(bool refused);
     /** The subtitle text served for a file id. */
     static QByteArray subtitleText(const QString &fileID);
+
+    static QByteArray restApiKey() { return QByteArrayLiteral("standin-rest-key-5f2a"); }
+    /** Downloads left before the service answers 406. */
+    static void setDownloadQuota(int remaining);
 };

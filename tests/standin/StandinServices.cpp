@@ -21,6 +21,7 @@ QStringList environment(const StandinServer &server)
         QStringLiteral("KINOVELA_ITUNES_URL=") + base,
         QStringLiteral("KINOVELA_ITUNES_GENRES_URL=") + base,
         QStringLiteral("KINOVELA_OPENSUBTITLES_URL=") + base + QStringLiteral("/xml-rpc"),
+        QStringLiteral("KINOVELA_OPENSUBTITLES_REST_URL=") + base + QStringLiteral("/api/v1"),
     };
 }
 
