@@ -97,7 +97,8 @@ private:
         QSignalSpy finished(core.importer(), &ImportPipeline::finished);
         core.importer()->setStagger(stagger);
         core.importFiles(urls);
-        return finished.wait(60000);
+        // Generous: CI runs this next to conversions on two cores.
+        return finished.wait(300000);
     }
 
 private Q_SLOTS:
