@@ -10,6 +10,7 @@
 #include <QBuffer>
 #include <QCryptographicHash>
 #include <QDir>
+#include <QFileInfo>
 #include <QProcess>
 #include <QSignalSpy>
 
@@ -37,7 +38,7 @@ QString metadataValue(const FileProbe &probe, const char *key)
 
 QStringList filesIn(const QString &folder)
 {
-    return QDir(folder).entryList(QDir::Files, QDir::Name);
+    return QDir(folder).entryList(QDir::Files | QDir::Hidden, QDir::Name);
 }
 
 } // namespace
@@ -239,6 +240,76 @@ private Q_SLOTS:
             QCOMPARE(digest(destination.filePath(QStringLiteral("Keep.mp4"))),
                      QCryptographicHash::hash("someone else's file", QCryptographicHash::Sha256));
         } else {
+            QCOMPARE(filesIn(destination.path()), QStringList());
+        }
+    }
+
+    void awkwardTitlesNeverLoseTheSource_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::newRow("control characters") << QStringLiteral("Bell\u0007 and\ttab");
+        QTest::newRow("NUL") << QString(QStringLiteral("Before") + QChar(0) + QStringLiteral("After"));
+        QTest::newRow("300 characters") << QString(300, QLatin1Char('a'));
+        QTest::newRow("dot") << QStringLiteral(".");
+        QTest::newRow("dot dot") << QStringLiteral("..");
+        QTest::newRow("leading dash") << QStringLiteral("-y");
+    }
+
+    void awkwardTitlesNeverLoseTheSource()
+    {
+        QFETCH(QString, title);
+        QTemporaryDir destination;
+        const MovieItem item = identified(QStringLiteral("h264-aac.mp4"), QStringLiteral("Awkward.mkv"), title);
+        const QString source = item.value(ItemKey::filePath).toString();
+        const QByteArray before = digest(source);
+        const QList<CreationResult> results = runBatch({item}, 3, destination.path());
+        QCOMPARE(results.size(), 1);
+        const QStringList made = filesIn(destination.path());
+        if (results.at(0).succeeded) {
+            // Created: the movie is in the destination, under its title.
+            QVERIFY(!QFile::exists(source));
+            QCOMPARE(made.size(), 1);
+            QVERIFY(QFileInfo(results.at(0).outputPath).absolutePath() == QDir(destination.path()).absolutePath());
+        } else {
+            // Not created: the source is untouched and the reason is given.
+            QCOMPARE(digest(source), before);
+            QVERIFY(!results.at(0).reason.isEmpty());
+        }
+    }
+
+    void aConverterThatRunsOutOfSpace()
+    {
+        // A converter that writes half a file and gives up, as ffmpeg does on a full disk.
+        QTemporaryDir tools;
+        const QString fake = tools.filePath(QStringLiteral("ffmpeg"));
+        QFile script(fake);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write("#!/bin/sh\nfor last; do :; done\nhead -c 3000 /dev/urandom > \"$last\"\n"
+                     "echo 'av_interleaved_write_frame(): No space left on device' >&2\necho 'Conversion failed!' >&2\nexit 1\n");
+        script.close();
+        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        qputenv("KINOVELA_FFMPEG", QFile::encodeName(fake));
+        QTemporaryDir destination;
+        const MovieItem item = identified(QStringLiteral("h264-aac.mp4"), QStringLiteral("Full.mkv"), QStringLiteral("Full"));
+        const QString source = item.value(ItemKey::filePath).toString();
+        const QByteArray before = digest(source);
+        const QList<CreationResult> results = runBatch({item}, 3, destination.path());
+        qunsetenv("KINOVELA_FFMPEG");
+        QCOMPARE(results.size(), 1);
+        QVERIFY(!results.at(0).succeeded);
+        QCOMPARE(digest(source), before);
+        QCOMPARE(filesIn(destination.path()), QStringList());
+    }
+
+    void aSourceDeletedBeforeSave()
+    {
+        QTemporaryDir destination;
+        const MovieItem item = identified(QStringLiteral("h264-aac.mp4"), QStringLiteral("Gone.mp4"), QStringLiteral("Gone"));
+        QFile::remove(item.value(ItemKey::filePath).toString());
+        for (int preset : {1, 3}) {
+            const QList<CreationResult> results = runBatch({item}, preset, destination.path());
+            QCOMPARE(results.size(), 1);
+            QVERIFY(!results.at(0).succeeded);
             QCOMPARE(filesIn(destination.path()), QStringList());
         }
     }
