@@ -5,6 +5,7 @@
 #include "base/ServiceConfig.h"
 #include "base/UserSettings.h"
 #include "standin/StandinServer.h"
+#include "standin/StandinServices.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
@@ -297,6 +298,47 @@ private Q_SLOTS:
         QCOMPARE(serialNumbers(core.list()), (QList<qint64>{0, 1, 2, 3, 4, 5}));
         for (const MovieItem &item : core.list()->items())
             QCOMPARE(item.value(ItemKey::movieFoundStatus), QVariant(false));
+    }
+
+    void everyRequestOfAnImportMayFail_data()
+    {
+        QTest::addColumn<QString>("route");
+        QTest::addColumn<int>("failure");
+        for (const char *route : {"search", "details", "image", "itunes", "xmlrpc"}) {
+            for (const auto &[name, failure] : {std::pair{"500", StandinServer::Failure::ServerError},
+                                                std::pair{"silent", StandinServer::Failure::NoAnswer},
+                                                std::pair{"closed", StandinServer::Failure::CloseConnection}})
+                QTest::addRow("%s %s", route, name) << QString::fromLatin1(route) << int(failure);
+        }
+    }
+
+    void everyRequestOfAnImportMayFail()
+    {
+        QFETCH(QString, route);
+        QFETCH(int, failure);
+        qputenv("KINOVELA_HTTP_TIMEOUT_MS", "1500");
+        StandinServer server;
+        QVERIFY(server.start());
+        StandinServices::installAll(server);
+        StandinServices::exportEnvironment(server);
+        server.setFailure(route, StandinServer::Failure(failure));
+        AppCore core;
+        core.applicationDidFinishLaunching();
+        core.setConversionOption(4);
+        QVERIFY(runImport(core, {movie(QStringLiteral("Inception.mp4")), movie(QStringLiteral("Heat.1995.mp4")),
+                                 movie(QStringLiteral("The.Dark.Knight.2008.mp4"))}));
+        qunsetenv("KINOVELA_HTTP_TIMEOUT_MS");
+        QCOMPARE(serialNumbers(core.list()), (QList<qint64>{0, 1, 2}));
+        for (const MovieItem &item : core.list()->items()) {
+            QCOMPARE(item.value(ItemKey::displaySubtitleBanner), QVariant(true));
+            // A failed subtitle service leaves no subtitle; a failed movie service no identification.
+            if (route == QLatin1String("xmlrpc"))
+                QCOMPARE(item.value(ItemKey::subtitleFound), QVariant(false));
+            if (route == QLatin1String("search"))
+                QCOMPARE(item.value(ItemKey::movieFoundStatus), QVariant(false));
+            else
+                QCOMPARE(item.value(ItemKey::movieFoundStatus), QVariant(true));
+        }
     }
 
     void manyFilesWithoutStaggerAreNeitherLostNorDuplicated()
