@@ -55,20 +55,6 @@ bool g_loginRefused = false;
 int g_quota = 100;
 const QString g_token = QStringLiteral("standin-token-8c1b5d");
 
-QByteArray gzip(const QByteArray &data)
-{
-    z_stream stream{};
-    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    QByteArray output(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
-    stream.avail_in = uInt(data.size());
-    stream.next_out = reinterpret_cast<Bytef *>(output.data());
-    stream.avail_out = uInt(output.size());
-    deflate(&stream, Z_FINISH);
-    output.resize(qsizetype(stream.total_out));
-    deflateEnd(&stream);
-    return output;
-}
 
 QVariantMap record(const Entry &entry)
 {
@@ -122,7 +108,7 @@ QVariant answer(const QString &method, const QVariantList &parameters)
         QVariantMap reply = status("200 OK");
         reply.insert(QStringLiteral("data"),
                      QVariantList{QVariantMap{{QStringLiteral("idsubtitlefile"), id},
-                                              {QStringLiteral("data"), QString::fromLatin1(gzip(text).toBase64())}}});
+                                              {QStringLiteral("data"), QString::fromLatin1(OpenSubtitlesStandin::gzip(text).toBase64())}}});
         return reply;
     }
     return {};
@@ -298,6 +284,21 @@ void OpenSubtitlesStandin::install(StandinServer &server)
                                      : XmlRpc::fault(-32601, QStringLiteral("server error. requested method not found"));
         return reply;
     });
+}
+
+QByteArray OpenSubtitlesStandin::gzip(const QByteArray &data)
+{
+    z_stream stream{};
+    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
+    QByteArray output(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
+    stream.avail_in = uInt(data.size());
+    stream.next_out = reinterpret_cast<Bytef *>(output.data());
+    stream.avail_out = uInt(output.size());
+    deflate(&stream, Z_FINISH);
+    output.resize(qsizetype(stream.total_out));
+    deflateEnd(&stream);
+    return output;
 }
 
 void OpenSubtitlesStandin::setDownloadQuota(int remaining)

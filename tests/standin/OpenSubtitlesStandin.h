@@ -30,6 +30,9 @@ public:
     /** The subtitle text served for a file id. */
     static QByteArray subtitleText(const QString &fileID);
 
+    /** gzip data, as the service sends subtitles. */
+    static QByteArray gzip(const QByteArray &data);
+
     static QByteArray restApiKey() { return QByteArrayLiteral("standin-rest-key-5f2a"); }
     /** Downloads left before the service answers 406. */
     static void setDownloadQuota(int remaining);

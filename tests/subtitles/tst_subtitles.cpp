@@ -11,7 +11,6 @@
 #include <QDir>
 #include <QProcess>
 
-#include <zlib.h>
 
 namespace {
 
@@ -24,20 +23,6 @@ QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArra
     return path;
 }
 
-QByteArray gzipped(const QByteArray &data)
-{
-    z_stream stream{};
-    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    QByteArray output(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
-    stream.avail_in = uInt(data.size());
-    stream.next_out = reinterpret_cast<Bytef *>(output.data());
-    stream.avail_out = uInt(output.size());
-    deflate(&stream, Z_FINISH);
-    output.resize(qsizetype(stream.total_out));
-    deflateEnd(&stream);
-    return output;
-}
 
 QVariantMap entry(const char *id, const char *format, const char *last)
 {
@@ -180,9 +165,9 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("base64");
         QTest::addColumn<QByteArray>("content");
         const QByteArray text = "1\n00:00:01,000 --> 00:00:02,000\nHello\n";
-        QTest::newRow("gzip") << gzipped(text).toBase64() << text;
+        QTest::newRow("gzip") << OpenSubtitlesStandin::gzip(text).toBase64() << text;
         QTest::newRow("plain") << text.toBase64() << text;
-        QTest::newRow("truncated gzip") << gzipped(text).left(12).toBase64() << QByteArray();
+        QTest::newRow("truncated gzip") << OpenSubtitlesStandin::gzip(text).left(12).toBase64() << QByteArray();
         QTest::newRow("not base64") << QByteArray("%%%***") << QByteArray();
     }
 
@@ -198,8 +183,8 @@ private Q_SLOTS:
     void inflationIsCapped()
     {
         const QByteArray big(2 * 1024 * 1024, 'x');
-        QVERIFY(Gzip::inflate(gzipped(big), 1024 * 1024) == std::nullopt);
-        QCOMPARE(Gzip::inflate(gzipped(big)).value_or(QByteArray()).size(), big.size());
+        QVERIFY(Gzip::inflate(OpenSubtitlesStandin::gzip(big), 1024 * 1024) == std::nullopt);
+        QCOMPARE(Gzip::inflate(OpenSubtitlesStandin::gzip(big)).value_or(QByteArray()).size(), big.size());
     }
 
     void subtitlePaths_data()
