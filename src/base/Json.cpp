@@ -1,5 +1,7 @@
 #include "base/Json.h"
 
+#include <QLocale>
+
 #include <cmath>
 #include <limits>
 
@@ -50,7 +52,7 @@ static QString numberText(double number)
 {
     if (std::isfinite(number) && number == std::trunc(number) && std::fabs(number) < 9.0e15)
         return QString::number(qint64(number));
-    return QString::number(number, 'g', 17);
+    return QString::number(number, 'g', QLocale::FloatingPointShortest);
 }
 
 QString Json::text() const
