@@ -12,6 +12,7 @@
 #include <QLocale>
 #include <QTimer>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -330,7 +331,9 @@ MovieItem TMDB::matchRecord(const Json &result, const QString &languageName, boo
 MovieItem TMDB::parseGenre(const Json &answer, const QString &movieReleaseYear, const QString &tmdbGenre)
 {
     QString genre;
-    const qint64 count = answer["resultCount"].integer();
+    // Entries past the returned array read as empty and match nothing, so a
+    // huge "resultCount" must not make us walk them.
+    const qint64 count = std::min<qint64>(answer["resultCount"].integer(), answer["results"].count());
     for (qint64 i = 0; i < count; ++i) {
         const Json result = answer["results"][qsizetype(i)];
         // The store may answer with other kinds of items than movies.
