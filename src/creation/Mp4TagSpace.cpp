@@ -3,6 +3,7 @@
 #include "base/ItemImage.h"
 
 #include <QFile>
+#include <QStorageInfo>
 #include <QtEndian>
 
 #include <optional>
@@ -21,6 +22,8 @@ constexpr qint64 MaxHeaderBytes = qint64(512) * 1024 * 1024;
 constexpr qint64 PaddingSlack = 4096;
 // Padding beyond this is not written: larger tags still grow at the end of the file, only less cheaply.
 constexpr qint64 MaxPadding = qint64(256) * 1024 * 1024;
+// Room left on the disk beyond the header copy, for the file system's own needs.
+constexpr qint64 FreeSpaceMargin = qint64(1024) * 1024;
 
 struct Box
 {
@@ -201,9 +204,16 @@ bool syncFile(QFile &file)
 #endif
 }
 
-bool writeAt(QFile &file, qint64 offset, const QByteArray &bytes)
+bool writeAt(QFile &file, qint64 offset, const QByteArray &bytes, Mp4TagSpace::Durability durability)
 {
-    return file.seek(offset) && file.write(bytes) == bytes.size() && syncFile(file);
+    if (!file.seek(offset) || file.write(bytes) != bytes.size())
+        return false;
+    return durability == Mp4TagSpace::Durability::Synced ? syncFile(file) : file.flush();
+}
+
+QString megabytes(qint64 bytes)
+{
+    return QString::number(double(bytes) / (1024.0 * 1024.0), 'f', 1) + QStringLiteral(" MB");
 }
 
 } // namespace
@@ -286,46 +296,93 @@ Layout readLayout(QIODevice &device)
     return layout;
 }
 
-qint64 paddingBesideTags(const QString &path)
+// The sizes of the tag list and of the free padding right beside it; false when there is no tag list.
+static bool tagListAndPadding(const QString &path, qint64 *tagList, qint64 *padding)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        return -1;
+        return false;
     const Layout layout = readLayout(file);
     if (!layout.ok)
-        return -1;
+        return false;
     const Atom &moovAtom = layout.atoms.at(layout.indexOf("moov"));
     if (moovAtom.size > MaxHeaderBytes || !file.seek(moovAtom.offset))
-        return -1;
+        return false;
     const QByteArray moov = file.read(moovAtom.size);
     const auto children = childBoxes(moov, moovAtom.headerSize, moov.size());
     if (!children)
-        return -1;
+        return false;
     const Box *udta = firstOf(*children, "udta");
     if (!udta)
-        return -1;
+        return false;
     const auto udtaChildren = childBoxes(moov, udta->begin + udta->headerSize, udta->begin + udta->size);
     const Box *meta = udtaChildren ? firstOf(*udtaChildren, "meta") : nullptr;
     if (!meta)
-        return -1;
+        return false;
     bool fullBox = false;
     const auto metaBoxes = metaChildren(moov, *meta, &fullBox);
     if (!metaBoxes)
-        return -1;
+        return false;
     for (int i = 0; i < metaBoxes->size(); ++i) {
         if (metaBoxes->at(i).type != "ilst")
             continue;
-        qint64 padding = 0;
+        *tagList = metaBoxes->at(i).size;
+        *padding = 0;
         if (i > 0 && metaBoxes->at(i - 1).type == "free")
-            padding += metaBoxes->at(i - 1).size;
+            *padding += metaBoxes->at(i - 1).size;
         if (i + 1 < metaBoxes->size() && metaBoxes->at(i + 1).type == "free")
-            padding += metaBoxes->at(i + 1).size;
-        return padding;
+            *padding += metaBoxes->at(i + 1).size;
+        return true;
     }
-    return -1;
+    return false;
 }
 
-Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps)
+qint64 paddingBesideTags(const QString &path)
+{
+    qint64 tagList = 0;
+    qint64 padding = 0;
+    return tagListAndPadding(path, &tagList, &padding) ? padding : -1;
+}
+
+QList<QByteArray> trackKinds(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const Layout layout = readLayout(file);
+    if (!layout.ok || layout.indexOf("mdat") < 0)
+        return {};
+    const Atom &moovAtom = layout.atoms.at(layout.indexOf("moov"));
+    if (moovAtom.size > MaxHeaderBytes || !file.seek(moovAtom.offset))
+        return {};
+    const QByteArray moov = file.read(moovAtom.size);
+    const auto children = childBoxes(moov, moovAtom.headerSize, moov.size());
+    if (moov.size() != moovAtom.size || !children)
+        return {};
+    QList<QByteArray> kinds;
+    for (const Box &trak : *children) {
+        if (trak.type != "trak")
+            continue;
+        const auto trakChildren = childBoxes(moov, trak.begin + trak.headerSize, trak.begin + trak.size);
+        const Box *mdia = trakChildren ? firstOf(*trakChildren, "mdia") : nullptr;
+        const auto mdiaChildren = mdia ? childBoxes(moov, mdia->begin + mdia->headerSize, mdia->begin + mdia->size)
+                                       : std::nullopt;
+        const Box *hdlr = mdiaChildren ? firstOf(*mdiaChildren, "hdlr") : nullptr;
+        // version and flags, pre-defined, then the handler type
+        if (!hdlr || hdlr->size < hdlr->headerSize + 12)
+            return {};
+        kinds.append(moov.mid(hdlr->begin + hdlr->headerSize + 8, 4));
+    }
+    return kinds;
+}
+
+bool syncToDisk(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && syncFile(file);
+}
+
+Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps, Durability durability)
 {
     Result result;
     auto refuse = [&result, &path](const QString &why) {
@@ -347,10 +404,14 @@ Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps)
     for (int i = moovIndex + 1; i < layout.atoms.size(); ++i)
         mediaAfterHeader = mediaAfterHeader || layout.atoms.at(i).type == "mdat";
     result.ok = true;
-    if (!mediaAfterHeader)
+    // A header after the media data grows at the end of the file without moving anything, but
+    // rewriting it in place is not safe against a crash: only a scratch file may take that road.
+    if (!mediaAfterHeader && durability == Durability::Scratch)
         return result;
-    const qint64 padding = paddingBesideTags(path);
-    if (padding >= 0 && qBound<qint64>(0, metadataBytes, MaxPadding) + 8 <= padding)
+    // The new tags replace the old ones: they may use the old list's bytes and the padding beside it.
+    qint64 tagList = 0;
+    qint64 padding = 0;
+    if (tagListAndPadding(path, &tagList, &padding) && qBound<qint64>(0, metadataBytes, MaxPadding) + 8 <= tagList + padding)
         return result;
 
     const Atom moovAtom = layout.atoms.at(moovIndex);
@@ -361,12 +422,16 @@ Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps)
     QByteArray moov = file.read(moovAtom.size);
     if (moov.size() != moovAtom.size)
         return refuse(QStringLiteral("the file cannot be read"));
-    if (moovAtom.toEndOfFile) // cannot happen with media data after it, kept for clarity
-        return refuse(QStringLiteral("the movie header has no size"));
     QString error;
     const std::optional<QByteArray> copy = headerCopyWithRoom(moov, qBound<qint64>(0, metadataBytes, MaxPadding) + PaddingSlack, &error);
     if (!copy)
         return refuse(error);
+
+    const qint64 available = QStorageInfo(path).bytesAvailable();
+    const qint64 needed = copy->size() + FreeSpaceMargin;
+    if (available >= 0 && available < needed)
+        return refuse(QStringLiteral("there is not enough free space on the disk for the tags (%1 needed, %2 free)")
+                          .arg(megabytes(needed), megabytes(available)));
 
     if (stopHere())
         return result;
@@ -378,14 +443,14 @@ Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps)
             return refuse(QStringLiteral("the last atom has no size and is too large to give one"));
         QByteArray size(4, '\0');
         qToBigEndian<quint32>(quint32(last.size), reinterpret_cast<uchar *>(size.data()));
-        if (!writeAt(file, last.offset, size))
+        if (!writeAt(file, last.offset, size, durability))
             return refuse(QStringLiteral("the file could not be written (") + file.errorString() + QLatin1Char(')'));
         ++result.stepsDone;
         if (stopHere())
             return result;
     }
 
-    if (!writeAt(file, layout.fileSize, *copy)) {
+    if (!writeAt(file, layout.fileSize, *copy, durability)) {
         // Take back a partial copy so the file stays as it was.
         file.resize(layout.fileSize);
         return refuse(QStringLiteral("the movie header could not be copied (") + file.errorString() + QLatin1Char(')'));
@@ -394,7 +459,7 @@ Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps)
     if (stopHere())
         return result;
 
-    if (!writeAt(file, moovAtom.offset + 4, QByteArrayLiteral("free")))
+    if (!writeAt(file, moovAtom.offset + 4, QByteArrayLiteral("free"), durability))
         return refuse(QStringLiteral("the old movie header could not be retired (") + file.errorString() + QLatin1Char(')'));
     ++result.stepsDone;
     result.relocated = true;

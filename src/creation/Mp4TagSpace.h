@@ -25,6 +25,15 @@ class QIODevice;
  */
 namespace Mp4TagSpace {
 
+/**
+ * How much a tagging must survive. A user's movie is tagged durably: every
+ * step is synced to the disk before the next, and the header moves to the
+ * end in either layout, so that a crash at any instant leaves a playable
+ * file. A scratch file (a conversion's output, thrown away on failure) needs
+ * neither: its header is moved only when it would shift the media data.
+ */
+enum class Durability { Synced, Scratch };
+
 struct Atom
 {
     QByteArray type;     ///< four characters
@@ -74,10 +83,23 @@ qint64 paddingBesideTags(const QString &path);
 
 /**
  * Prepares @p path for tags growing by at most @p metadataBytes. Does
- * nothing when the header already ends the media data or the padding is
- * enough. @p maxSteps stops after that many writing steps (negative: all),
- * which leaves a file as a crash at that instant would.
+ * nothing when the padding beside the tags is enough (or, for a scratch
+ * file, when the header already follows the media data). Refuses, writing
+ * nothing, when the disk has no room for the header copy. @p maxSteps stops
+ * after that many writing steps (negative: all), which leaves a file as a
+ * crash at that instant would.
  */
-Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps = -1);
+Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps = -1,
+                      Durability durability = Durability::Synced);
+
+/**
+ * The handler types ("vide", "soun", "text"...) of the tracks in a complete
+ * MP4 file, in order; empty when the file's atoms do not add up or it has no
+ * movie header or no media data.
+ */
+QList<QByteArray> trackKinds(const QString &path);
+
+/** Flushes @p path to the disk. */
+bool syncToDisk(const QString &path);
 
 } // namespace Mp4TagSpace

@@ -54,21 +54,39 @@ std::optional<qint64> integerOf(const MovieItem &item, const QString &key)
     return value;
 }
 
+TagWriter::Result writeItems(const QString &path, const MovieItem &item, const QString &plist);
+bool readsBack(const QString &path, const QString &plist);
+
 } // namespace
 
 namespace TagWriter {
 
-Result writeTagsWithFileAtPath(const QString &path, const MovieItem &item)
+Result writeTagsWithFileAtPath(const QString &path, const MovieItem &item, Mp4TagSpace::Durability durability)
 {
     const QString plist = MetadataParsingHelper::getPLISTWithDict(item);
     if (!QFile::exists(path))
         return {false, QStringLiteral("no file at ") + path};
     // Growing tags must not shift the movie: make room at the end of the file first.
-    const Mp4TagSpace::Result room = Mp4TagSpace::prepareForTags(path, Mp4TagSpace::tagBytesFor(item, plist));
+    const Mp4TagSpace::Result room = Mp4TagSpace::prepareForTags(path, Mp4TagSpace::tagBytesFor(item, plist), -1, durability);
     if (!room.ok)
         return {false, room.error};
 
-    TagLib::MP4::File file(QFile::encodeName(path).constData());
+    if (const Result written = writeItems(path, item, plist); !written.ok)
+        return written;
+    if (!readsBack(path, plist))
+        return {false, QStringLiteral("the tags could not be written whole (is the disk full?): ") + path};
+    if (durability == Mp4TagSpace::Durability::Synced && !Mp4TagSpace::syncToDisk(path))
+        return {false, QStringLiteral("the tagged file could not be flushed to the disk: ") + path};
+    return {true, QString()};
+}
+
+} // namespace TagWriter
+
+namespace {
+
+TagWriter::Result writeItems(const QString &path, const MovieItem &item, const QString &plist)
+{
+    TagLib::MP4::File file(QFile::encodeName(path).constData(), false);
     if (!file.isValid() || !file.tag())
         return {false, QStringLiteral("not an MP4 file the tag library can open: ") + path};
     TagLib::MP4::Tag *tag = file.tag();
@@ -116,4 +134,17 @@ Result writeTagsWithFileAtPath(const QString &path, const MovieItem &item)
     return {true, QString()};
 }
 
-} // namespace TagWriter
+// The tag library does not report a short write: open the file afresh and look for the last item written.
+bool readsBack(const QString &path, const QString &plist)
+{
+    QFile raw(path);
+    if (!raw.open(QIODevice::ReadOnly) || !Mp4TagSpace::readLayout(raw).ok)
+        return false;
+    TagLib::MP4::File file(QFile::encodeName(path).constData(), false);
+    if (!file.isValid() || !file.tag() || !file.tag()->contains(CastCrewAtom))
+        return false;
+    const TagLib::StringList written = file.tag()->item(CastCrewAtom).toStringList();
+    return written.size() == 1 && written.front() == text(plist);
+}
+
+} // namespace

@@ -2,6 +2,7 @@
 #include "creation/TagWriter.h"
 #include "base/ItemImage.h"
 #include "base/MovieItemKeys.h"
+#include "support/SmallDisk.h"
 #include "support/TestEnvironment.h"
 
 #include <QBuffer>
@@ -248,11 +249,16 @@ private Q_SLOTS:
         QTest::addColumn<int>("maxSteps");
         QTest::addColumn<int>("expectedSteps");
         QTest::addColumn<bool>("relocated");
+        QTest::addColumn<bool>("scratch");
         for (int k = 0; k <= 3; ++k) {
-            QTest::addRow("header last, stop after %d", k) << QStringLiteral("header last") << k << 0 << false;
-            QTest::addRow("header first, stop after %d", k) << QStringLiteral("header first") << k << qMin(k, 2) << (k >= 2);
-            QTest::addRow("open-ended media, stop after %d", k) << QStringLiteral("open-ended") << k << k << (k >= 3);
+            // Rewriting a header in place is never safe: a user's file gets a fresh copy in either layout.
+            QTest::addRow("header last, stop after %d", k) << QStringLiteral("header last") << k << qMin(k, 2) << (k >= 2) << false;
+            QTest::addRow("header first, stop after %d", k) << QStringLiteral("header first") << k << qMin(k, 2) << (k >= 2) << false;
+            QTest::addRow("open-ended media, stop after %d", k) << QStringLiteral("open-ended") << k << k << (k >= 3) << false;
         }
+        // A scratch file whose header already follows the media grows where it is.
+        QTest::newRow("scratch file, header last") << QStringLiteral("header last") << -1 << 0 << false << true;
+        QTest::newRow("scratch file, header first") << QStringLiteral("header first") << -1 << 2 << true << true;
     }
 
     void everyStepLeavesAPlayableFile()
@@ -261,12 +267,14 @@ private Q_SLOTS:
         QFETCH(int, maxSteps);
         QFETCH(int, expectedSteps);
         QFETCH(bool, relocated);
+        QFETCH(bool, scratch);
         const QString source = sourceFor(layout);
         const QString path = copyOf(source);
         const QByteArray mediaBefore = mediaDataDigest(path);
         const qint64 mediaOffset = layoutOf(path).atoms.at(layoutOf(path).indexOf("mdat")).offset;
 
-        const Mp4TagSpace::Result result = Mp4TagSpace::prepareForTags(path, 300000, maxSteps);
+        const Mp4TagSpace::Result result = Mp4TagSpace::prepareForTags(
+            path, 300000, maxSteps, scratch ? Mp4TagSpace::Durability::Scratch : Mp4TagSpace::Durability::Synced);
         QVERIFY2(result.ok, qPrintable(result.error));
         QCOMPARE(result.stepsDone, expectedSteps);
         QCOMPARE(result.relocated, relocated);
@@ -326,6 +334,57 @@ private Q_SLOTS:
         QCOMPARE(probeEntry(path, QStringLiteral("format_tags=title")), QStringLiteral("A Trip to the Moon"));
         QVERIFY(QFileInfo(path).size() <= size + 4096);
         QVERIFY(decodesCleanly(path));
+    }
+
+    void aFullDiskIsRefusedBeforeAnythingIsWritten_data()
+    {
+        QTest::addColumn<QString>("layout");
+        QTest::newRow("header last") << QStringLiteral("header last");
+        QTest::newRow("header first") << QStringLiteral("header first");
+    }
+
+    void aFullDiskIsRefusedBeforeAnythingIsWritten()
+    {
+        QFETCH(QString, layout);
+        SmallDisk disk(2 * 1024 * 1024);
+        KINOVELA_REQUIRE_SMALL_DISK(disk);
+        const QString path = disk.filePath(QStringLiteral("Full.mp4"));
+        QVERIFY(QFile::copy(sourceFor(layout), path));
+        QVERIFY(disk.leaveFree(64 * 1024));
+        const QByteArray before = readAll(path);
+
+        const Mp4TagSpace::Result room = Mp4TagSpace::prepareForTags(path, 300000);
+        QVERIFY(!room.ok);
+        QVERIFY2(room.error.contains(QLatin1String("free space")), qPrintable(room.error));
+        QCOMPARE(room.stepsDone, 0);
+        const TagWriter::Result written = TagWriter::writeTagsWithFileAtPath(path, itemWithPoster(m_poster));
+        QVERIFY(!written.ok);
+        QVERIFY(!written.error.isEmpty());
+        QCOMPARE(readAll(path), before);
+    }
+
+    void aScratchFileOnAFullDiskIsReportedNotDamagedSilently()
+    {
+        // The header is last, so the tags grow in place and the disk refuses part of the write.
+        SmallDisk disk(2 * 1024 * 1024);
+        KINOVELA_REQUIRE_SMALL_DISK(disk);
+        const QString path = disk.filePath(QStringLiteral("Scratch.mp4"));
+        QVERIFY(QFile::copy(m_headerLast, path));
+        QVERIFY(disk.leaveFree(64 * 1024));
+        const TagWriter::Result written =
+            TagWriter::writeTagsWithFileAtPath(path, itemWithPoster(m_poster), Mp4TagSpace::Durability::Scratch);
+        QVERIFY(!written.ok);
+        QVERIFY(!written.error.isEmpty());
+    }
+
+    void tracksOfCompleteAndIncompleteFiles()
+    {
+        QCOMPARE(Mp4TagSpace::trackKinds(m_headerLast), (QList<QByteArray>{"vide", "soun"}));
+        QCOMPARE(Mp4TagSpace::trackKinds(m_headerFirst), (QList<QByteArray>{"vide", "soun"}));
+        const QString cut = m_dir.filePath(QStringLiteral("cut.mp4"));
+        writeAll(cut, readAll(m_headerLast).chopped(100));
+        QCOMPARE(Mp4TagSpace::trackKinds(cut), QList<QByteArray>());
+        QCOMPARE(Mp4TagSpace::trackKinds(m_dir.filePath(QStringLiteral("missing.mp4"))), QList<QByteArray>());
     }
 
     void unwritableFileIsRefused()
