@@ -5,8 +5,9 @@
 #include "base/UserSettings.h"
 #include "creation/ConverterArguments.h"
 #include "creation/ConverterRunner.h"
+#include "creation/FileMove.h"
+#include "creation/Mp4TagSpace.h"
 #include "creation/TagWriter.h"
-#include "media/FileProbe.h"
 
 #include <QDir>
 #include <QFile>
@@ -34,29 +35,28 @@ QString subtitleLanguage()
     return code.isEmpty() ? QStringLiteral("eng") : code;
 }
 
-/** Moves a file; never replaces an existing one. */
+/** Moves a file; never replaces an existing one, never leaves it nowhere. */
 bool moveFile(const QString &from, const QString &to, QString *error)
 {
-    if (QFileInfo::exists(to)) {
-        *error = QStringLiteral("a file already exists at ") + to;
-        return false;
-    }
-    QFile file(from);
-    if (!file.rename(to)) {
-        *error = file.errorString();
-        return false;
-    }
-    return true;
+    const bool moved = FileMove::moveFile(from, to, error);
+    if (moved && !error->isEmpty())
+        Diagnostics::write(*error);
+    return moved;
 }
 
-/** The converted file is complete: the probe reads it as a movie with the streams that were mapped. */
+/**
+ * The converted file is complete: its atoms add up to the file, the movie
+ * header is there (the converter writes it last) and it holds the kinds of
+ * tracks that were mapped.
+ */
 bool looksComplete(const QString &path, const QStringList &arguments)
 {
-    const FileProbe probe(path);
-    if (!probe.isValidMediaFile || probe.hasErrors)
+    const QList<QByteArray> kinds = Mp4TagSpace::trackKinds(path);
+    if (kinds.isEmpty())
         return false;
-    const bool wantsVideo = arguments.contains(QStringLiteral("-c:v"));
-    return !wantsVideo || probe.hasVideoTrack;
+    if (arguments.contains(QStringLiteral("-c:v")) && !kinds.contains("vide"))
+        return false;
+    return !arguments.contains(QStringLiteral("-c:a")) || kinds.contains("soun");
 }
 
 } // namespace
@@ -206,7 +206,10 @@ void CreationBatch::converted(const MovieItem &item, CreationResult result, cons
         finishItem(result);
         return;
     }
-    const TagWriter::Result tagged = TagWriter::writeTagsWithFileAtPath(temporaryPath, item);
+    // A scratch file: it is thrown away on any failure, so it is flushed once, whole, before the source goes.
+    TagWriter::Result tagged = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
+    if (tagged.ok && !Mp4TagSpace::syncToDisk(temporaryPath))
+        tagged = {false, QStringLiteral("the converted movie could not be flushed to the disk")};
     if (!tagged.ok) {
         QFile::remove(temporaryPath);
         result.reason = tagged.error;
@@ -224,6 +227,8 @@ void CreationBatch::converted(const MovieItem &item, CreationResult result, cons
     QFile source(result.source);
     if (!source.remove())
         Diagnostics::write(QStringLiteral("Something went wrong while deleing old file: ") + source.errorString());
+    else
+        FileMove::syncFolder(QFileInfo(result.source).absolutePath());
     result.succeeded = true;
     finishItem(result);
 }

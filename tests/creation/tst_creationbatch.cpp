@@ -5,6 +5,7 @@
 #include "creation/CreationBatch.h"
 #include "creation/TagWriter.h"
 #include "media/FileProbe.h"
+#include "support/SmallDisk.h"
 #include "support/TestEnvironment.h"
 
 #include <QBuffer>
@@ -299,6 +300,50 @@ private Q_SLOTS:
         QVERIFY(!results.at(0).succeeded);
         QCOMPARE(digest(source), before);
         QCOMPARE(filesIn(destination.path()), QStringList());
+    }
+
+    void aConversionIntoAFullDisk()
+    {
+        // The converted movie is about 100 KB; the destination holds 48 KB.
+        SmallDisk destination(48 * 1024);
+        KINOVELA_REQUIRE_SMALL_DISK(destination);
+        const MovieItem item = identified(QStringLiteral("h264-aac.mp4"), QStringLiteral("Full.mkv"), QStringLiteral("Full"));
+        const QString source = item.value(ItemKey::filePath).toString();
+        const QByteArray before = digest(source);
+        const QList<CreationResult> results = runBatch({item}, 3, destination.path());
+        QCOMPARE(results.size(), 1);
+        QVERIFY(!results.at(0).succeeded);
+        QVERIFY(!results.at(0).reason.isEmpty());
+        QCOMPARE(digest(source), before);
+        QCOMPARE(filesIn(destination.path()), QStringList());
+    }
+
+    void movesToAnotherFileSystem()
+    {
+        SmallDisk roomy(4 * 1024 * 1024);
+        KINOVELA_REQUIRE_SMALL_DISK(roomy);
+        const MovieItem item = identified(QStringLiteral("h264-aac.mp4"), QStringLiteral("Away.mp4"), QStringLiteral("Away"));
+        const QString source = item.value(ItemKey::filePath).toString();
+        const QList<CreationResult> moved = runBatch({item}, 2, roomy.path());
+        QCOMPARE(moved.size(), 1);
+        QVERIFY2(moved.at(0).succeeded, qPrintable(moved.at(0).reason));
+        QVERIFY(!QFile::exists(source));
+        QCOMPARE(filesIn(roomy.path()), QStringList{QStringLiteral("Away.mp4")});
+        const FileProbe probe(roomy.filePath(QStringLiteral("Away.mp4")));
+        QVERIFY(probe.isValidMediaFile);
+        QCOMPARE(metadataValue(probe, "Title"), QStringLiteral("Away"));
+
+        // A destination too small for the movie: the partial copy goes, the movie stays where it was.
+        SmallDisk cramped(48 * 1024);
+        KINOVELA_REQUIRE_SMALL_DISK(cramped);
+        const MovieItem second = identified(QStringLiteral("h264-aac.mp4"), QStringLiteral("Stay.mp4"), QStringLiteral("Stay"));
+        const QString secondSource = second.value(ItemKey::filePath).toString();
+        const QList<CreationResult> refused = runBatch({second}, 2, cramped.path());
+        QCOMPARE(refused.size(), 1);
+        QVERIFY(!refused.at(0).succeeded);
+        QVERIFY(!refused.at(0).reason.isEmpty());
+        QVERIFY(FileProbe(secondSource).isValidMediaFile);
+        QCOMPARE(filesIn(cramped.path()), QStringList());
     }
 
     void aSourceDeletedBeforeSave()

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+
+/**
+ * Moving a movie without ever holding it in no place at all.
+ *
+ * A move within one file system is a rename that never replaces an existing
+ * file. Across file systems the movie is copied beside its new name, the
+ * copy is flushed to the disk and only then given its name and the original
+ * removed; any failure (a full disk, a name taken meanwhile) removes the
+ * partial copy and leaves the original where it was.
+ */
+namespace FileMove {
+
+bool moveFile(const QString &from, const QString &to, QString *error);
+
+/** Flushes a folder's entries (a rename or a removal in it) to the disk. */
+bool syncFolder(const QString &folder);
+
+} // namespace FileMove
