@@ -302,6 +302,18 @@ private Q_SLOTS:
         QCOMPARE(filesIn(destination.path()), QStringList());
     }
 
+    void sourcesNamedLikeOptions()
+    {
+        // The converter is handed absolute paths: "-y.mkv" is a file, never an option.
+        QTemporaryDir destination;
+        const MovieItem item = identified(QStringLiteral("h264-aac.mp4"), QStringLiteral("-y.mkv"), QStringLiteral("Dash"));
+        const QList<CreationResult> results = runBatch({item}, 3, destination.path());
+        QCOMPARE(results.size(), 1);
+        QVERIFY2(results.at(0).succeeded, qPrintable(results.at(0).reason));
+        QCOMPARE(filesIn(destination.path()), QStringList{QStringLiteral("Dash.mp4")});
+        QVERIFY(!QFile::exists(item.value(ItemKey::filePath).toString()));
+    }
+
     void aConversionIntoAFullDisk()
     {
         // The converted movie is about 100 KB; the destination holds 48 KB.
