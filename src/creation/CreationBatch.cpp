@@ -8,6 +8,7 @@
 #include "creation/FileMove.h"
 #include "creation/Mp4TagSpace.h"
 #include "creation/TagWriter.h"
+#include "creation/WriteBehind.h"
 
 #include <QDir>
 #include <QFile>
@@ -65,6 +66,7 @@ CreationBatch::CreationBatch(Progress *progress, QObject *parent)
     : QObject(parent)
     , m_progress(progress)
     , m_runner(new ConverterRunner(this))
+    , m_writeBehind(new WriteBehind(this))
 {
     connect(m_runner, &ConverterRunner::progressChanged, m_progress, &Progress::setValue);
 }
@@ -185,6 +187,7 @@ void CreationBatch::convert(const MovieItem &item, CreationResult result)
     *connection = connect(m_runner, &ConverterRunner::finished, this,
                           [this, connection, item, result, temporaryPath, arguments](bool ok, const QString &reason) {
                               disconnect(*connection);
+                              m_writeBehind->stop();
                               QString why = reason;
                               if (ok && !looksComplete(temporaryPath, arguments)) {
                                   ok = false;
@@ -192,6 +195,7 @@ void CreationBatch::convert(const MovieItem &item, CreationResult result)
                               }
                               converted(item, result, temporaryPath, ok, why);
                           });
+    m_writeBehind->start(temporaryPath);
     m_runner->terminalProcessWithTerminalArgs(arguments, duration, m_index, int(m_items.size()));
 }
 

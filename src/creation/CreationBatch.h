@@ -7,6 +7,7 @@
 #include <QString>
 
 class ConverterRunner;
+class WriteBehind;
 class Progress;
 
 /** What happened to one item of a creation batch. */
@@ -62,6 +63,7 @@ private:
 
     Progress *m_progress;
     ConverterRunner *m_runner;
+    WriteBehind *m_writeBehind;
     QList<MovieItem> m_items;
     QList<CreationResult> m_results;
     QString m_destination;
