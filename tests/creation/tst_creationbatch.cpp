@@ -4,6 +4,7 @@
 #include "base/Progress.h"
 #include "creation/CreationBatch.h"
 #include "creation/TagWriter.h"
+#include "creation/WriteBehind.h"
 #include "media/FileProbe.h"
 #include "support/SmallDisk.h"
 #include "support/TestEnvironment.h"
@@ -11,6 +12,7 @@
 #include <QBuffer>
 #include <QCryptographicHash>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
 #include <QSignalSpy>
@@ -356,6 +358,32 @@ private Q_SLOTS:
         QVERIFY(!refused.at(0).reason.isEmpty());
         QVERIFY(FileProbe(secondSource).isValidMediaFile);
         QCOMPARE(filesIn(cramped.path()), QStringList());
+    }
+
+    void writingBehindAGrowingFileLeavesItAsWritten()
+    {
+        QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("growing.mp4"));
+        WriteBehind behind;
+        behind.start(path); // before the file exists, as with the converter's output
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCryptographicHash expected(QCryptographicHash::Sha256);
+        QElapsedTimer clock;
+        clock.start();
+        for (int i = 0; clock.elapsed() < 1300; ++i) {
+            const QByteArray block(256 * 1024, char('a' + i % 26));
+            QCOMPARE(file.write(block), block.size());
+            QVERIFY(file.flush());
+            expected.addData(block);
+            QTest::qWait(20);
+        }
+        behind.stop();
+        file.close();
+        behind.start(folder.filePath(QStringLiteral("never-made.mp4")));
+        QTest::qWait(600);
+        behind.stop();
+        QCOMPARE(digest(path), expected.result());
     }
 
     void aSourceDeletedBeforeSave()
