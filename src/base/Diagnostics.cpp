@@ -60,6 +60,8 @@ void write(const QString &line)
     const QString text = maskedLocked(line);
     if (state().capturing)
         state().captured.append(text);
+    if (state().sink == Sink::Discard)
+        return;
     FILE *out = state().sink == Sink::StandardError ? stderr : stdout;
     const QByteArray bytes = text.toUtf8() + '\n';
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), out);

@@ -12,7 +12,8 @@
  */
 namespace Diagnostics {
 
-enum class Sink { StandardOutput, StandardError };
+/** Where lines go; Discard is for programs nobody reads (fuzz targets); a capture still sees them. */
+enum class Sink { StandardOutput, StandardError, Discard };
 
 void setSink(Sink sink);
 void write(const QString &line);
