@@ -13,13 +13,13 @@ class QIODevice;
  * time in proportion to the tags, not to the movie, and the file plays at
  * every instant.
  *
- * When the movie header ("moov") comes before the media data and the new
- * tags would not fit the padding beside the existing tag list, a copy of the
- * header, with a "udta"/"meta"/"ilst" structure and padding at its end, is
- * appended to the file and synced; then the old header is retired as a
- * "free" atom by rewriting its 4-byte type, and synced again. The media data
- * never moves, so no chunk offset changes, and the tag library then grows the
- * tags at the end of the file.
+ * When the new tags would not fit the existing tag list and the padding
+ * beside it, a copy of the movie header ("moov"), with a "udta"/"meta"/"ilst"
+ * structure and padding at its end, is appended to the file and synced; then
+ * the old header is retired as a "free" atom by rewriting its 4-byte type,
+ * and synced again. The media data never moves, so no chunk offset changes,
+ * and the tag library then writes the tags inside the padding without
+ * changing any atom's size.
  *
  * A file whose top-level atoms do not add up exactly is refused untouched.
  */
