@@ -36,15 +36,6 @@ QString subtitleLanguage()
     return code.isEmpty() ? QStringLiteral("eng") : code;
 }
 
-/** Moves a file; never replaces an existing one, never leaves it nowhere. */
-bool moveFile(const QString &from, const QString &to, QString *error)
-{
-    const bool moved = FileMove::moveFile(from, to, error);
-    if (moved && !error->isEmpty())
-        Diagnostics::write(*error);
-    return moved;
-}
-
 /**
  * The converted file is complete: its atoms add up to the file, the movie
  * header is there (the converter writes it last) and it holds the kinds of
@@ -153,7 +144,7 @@ void CreationBatch::processNext()
         return;
     }
     QString error;
-    if (!moveFile(result.source, finalPath, &error)) {
+    if (!FileMove::moveFile(result.source, finalPath, &error)) {
         Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + error);
         result.outputPath = result.source;
         result.reason = QStringLiteral("tagged where it lies; could not move it: ") + error;
@@ -212,7 +203,7 @@ void CreationBatch::converted(const MovieItem &item, CreationResult result, cons
     }
     // A scratch file: it is thrown away on any failure, so it is flushed once, whole, before the source goes.
     TagWriter::Result tagged = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
-    if (tagged.ok && !Mp4TagSpace::syncToDisk(temporaryPath))
+    if (tagged.ok && !FileMove::syncFile(temporaryPath))
         tagged = {false, QStringLiteral("the converted movie could not be flushed to the disk")};
     if (!tagged.ok) {
         QFile::remove(temporaryPath);
@@ -221,7 +212,7 @@ void CreationBatch::converted(const MovieItem &item, CreationResult result, cons
         return;
     }
     QString error;
-    if (!moveFile(temporaryPath, result.outputPath, &error)) {
+    if (!FileMove::moveFile(temporaryPath, result.outputPath, &error)) {
         Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + error);
         result.reason = QStringLiteral("the converted movie is kept as %1 (the source is kept): %2").arg(temporaryPath, error);
         result.outputPath = temporaryPath;

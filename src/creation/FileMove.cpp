@@ -1,6 +1,7 @@
 #include "creation/FileMove.h"
 
-#include <QDir>
+#include "base/Diagnostics.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QUuid>
@@ -42,11 +43,6 @@ bool renameNoReplace(const QByteArray &from, const QByteArray &to)
     return true;
 }
 
-bool syncDescriptor(int fd)
-{
-    return ::fsync(fd) == 0 || errno == EINVAL || errno == EROFS;
-}
-
 /** Copies @p from to @p to (a new file), flushed to the disk. */
 bool copyFlushed(const QString &from, const QString &to, QString *error)
 {
@@ -75,7 +71,7 @@ bool copyFlushed(const QString &from, const QString &to, QString *error)
             return false;
         }
     }
-    if (!target.flush() || !syncDescriptor(target.handle())) {
+    if (!target.flush() || !FileMove::syncHandle(target.handle())) {
         *error = target.errorString().isEmpty() ? lastError() : target.errorString();
         return false;
     }
@@ -87,12 +83,24 @@ bool copyFlushed(const QString &from, const QString &to, QString *error)
 
 namespace FileMove {
 
+bool syncHandle(int fd)
+{
+    // A file system that cannot flush (EINVAL) or is read-only has nothing to lose.
+    return ::fsync(fd) == 0 || errno == EINVAL || errno == EROFS;
+}
+
+bool syncFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && syncHandle(file.handle());
+}
+
 bool syncFolder(const QString &folder)
 {
     const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
         return false;
-    const bool ok = syncDescriptor(fd);
+    const bool ok = syncHandle(fd);
     ::close(fd);
     return ok;
 }
@@ -136,7 +144,8 @@ bool moveFile(const QString &from, const QString &to, QString *error)
     syncFolder(folder);
     if (::unlink(nativeFrom.constData()) != 0) {
         // Both copies exist: nothing is lost, but say so.
-        *error = QStringLiteral("moved, but the original could not be removed (%1)").arg(lastError());
+        Diagnostics::write(QStringLiteral("Moved %1 to %2, but the original could not be removed (%3)")
+                               .arg(from, to, lastError()));
         return true;
     }
     syncFolder(QFileInfo(from).absolutePath());

@@ -1,6 +1,7 @@
 #include "creation/Mp4TagSpace.h"
 
 #include "base/ItemImage.h"
+#include "creation/FileMove.h"
 
 #include <QFile>
 #include <QStorageInfo>
@@ -8,11 +9,6 @@
 
 #include <optional>
 
-#ifdef Q_OS_WIN
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
 
 namespace {
 
@@ -114,6 +110,56 @@ std::optional<QList<Box>> metaChildren(const QByteArray &data, const Box &meta, 
     return childBoxes(data, bodyBegin, end);
 }
 
+/** The atoms inside a movie header read whole into @p moov. */
+std::optional<QList<Box>> headerChildren(const QByteArray &moov)
+{
+    const auto top = childBoxes(moov, 0, moov.size());
+    if (!top || top->size() != 1)
+        return std::nullopt;
+    return childBoxes(moov, top->first().headerSize, top->first().size);
+}
+
+/** The movie header of a file whose layout was read, whole; nothing when it is too large or unreadable. */
+std::optional<QByteArray> readHeader(QIODevice &file, const Mp4TagSpace::Layout &layout)
+{
+    const Mp4TagSpace::Atom &moovAtom = layout.atoms.at(layout.indexOf("moov"));
+    if (moovAtom.size > MaxHeaderBytes || !file.seek(moovAtom.offset))
+        return std::nullopt;
+    QByteArray moov = file.read(moovAtom.size);
+    if (moov.size() != moovAtom.size)
+        return std::nullopt;
+    return moov;
+}
+
+/** The sizes of the tag list and of the free padding right beside it; false when there is no tag list. */
+bool tagListAndPadding(const QByteArray &moov, qint64 *tagList, qint64 *padding)
+{
+    const auto children = headerChildren(moov);
+    const Box *udta = children ? firstOf(*children, "udta") : nullptr;
+    if (!udta)
+        return false;
+    const auto udtaChildren = childBoxes(moov, udta->begin + udta->headerSize, udta->begin + udta->size);
+    const Box *meta = udtaChildren ? firstOf(*udtaChildren, "meta") : nullptr;
+    if (!meta)
+        return false;
+    bool fullBox = false;
+    const auto metaBoxes = metaChildren(moov, *meta, &fullBox);
+    if (!metaBoxes)
+        return false;
+    for (int i = 0; i < metaBoxes->size(); ++i) {
+        if (metaBoxes->at(i).type != "ilst")
+            continue;
+        *tagList = metaBoxes->at(i).size;
+        *padding = 0;
+        if (i > 0 && metaBoxes->at(i - 1).type == "free")
+            *padding += metaBoxes->at(i - 1).size;
+        if (i + 1 < metaBoxes->size() && metaBoxes->at(i + 1).type == "free")
+            *padding += metaBoxes->at(i + 1).size;
+        return true;
+    }
+    return false;
+}
+
 QByteArray emptyHandler()
 {
     // version/flags, pre-defined, handler type "mdir", reserved "appl" + 8 zero bytes, empty name
@@ -129,15 +175,9 @@ QByteArray freeBox(qint64 totalSize)
 // end and carries a "meta" with a handler, the tag list and free padding.
 std::optional<QByteArray> headerCopyWithRoom(const QByteArray &moov, qint64 padding, QString *error)
 {
-    const auto top = childBoxes(moov, 0, moov.size());
-    if (!top || top->size() != 1) {
-        *error = QStringLiteral("the movie header is damaged");
-        return std::nullopt;
-    }
-    const Box &moovBox = top->first();
-    const auto children = childBoxes(moov, moovBox.headerSize, moovBox.size);
+    const auto children = headerChildren(moov);
     if (!children) {
-        *error = QStringLiteral("the movie header's atoms are damaged");
+        *error = QStringLiteral("the movie header is damaged");
         return std::nullopt;
     }
 
@@ -195,13 +235,7 @@ std::optional<QByteArray> headerCopyWithRoom(const QByteArray &moov, qint64 padd
 
 bool syncFile(QFile &file)
 {
-    if (!file.flush())
-        return false;
-#ifdef Q_OS_WIN
-    return _commit(file.handle()) == 0;
-#else
-    return ::fsync(file.handle()) == 0;
-#endif
+    return file.flush() && FileMove::syncHandle(file.handle());
 }
 
 bool writeAt(QFile &file, qint64 offset, const QByteArray &bytes, Mp4TagSpace::Durability durability)
@@ -296,52 +330,16 @@ Layout readLayout(QIODevice &device)
     return layout;
 }
 
-// The sizes of the tag list and of the free padding right beside it; false when there is no tag list.
-static bool tagListAndPadding(const QString &path, qint64 *tagList, qint64 *padding)
+qint64 paddingBesideTags(const QString &path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        return false;
+        return -1;
     const Layout layout = readLayout(file);
-    if (!layout.ok)
-        return false;
-    const Atom &moovAtom = layout.atoms.at(layout.indexOf("moov"));
-    if (moovAtom.size > MaxHeaderBytes || !file.seek(moovAtom.offset))
-        return false;
-    const QByteArray moov = file.read(moovAtom.size);
-    const auto children = childBoxes(moov, moovAtom.headerSize, moov.size());
-    if (!children)
-        return false;
-    const Box *udta = firstOf(*children, "udta");
-    if (!udta)
-        return false;
-    const auto udtaChildren = childBoxes(moov, udta->begin + udta->headerSize, udta->begin + udta->size);
-    const Box *meta = udtaChildren ? firstOf(*udtaChildren, "meta") : nullptr;
-    if (!meta)
-        return false;
-    bool fullBox = false;
-    const auto metaBoxes = metaChildren(moov, *meta, &fullBox);
-    if (!metaBoxes)
-        return false;
-    for (int i = 0; i < metaBoxes->size(); ++i) {
-        if (metaBoxes->at(i).type != "ilst")
-            continue;
-        *tagList = metaBoxes->at(i).size;
-        *padding = 0;
-        if (i > 0 && metaBoxes->at(i - 1).type == "free")
-            *padding += metaBoxes->at(i - 1).size;
-        if (i + 1 < metaBoxes->size() && metaBoxes->at(i + 1).type == "free")
-            *padding += metaBoxes->at(i + 1).size;
-        return true;
-    }
-    return false;
-}
-
-qint64 paddingBesideTags(const QString &path)
-{
+    const std::optional<QByteArray> moov = layout.ok ? readHeader(file, layout) : std::nullopt;
     qint64 tagList = 0;
     qint64 padding = 0;
-    return tagListAndPadding(path, &tagList, &padding) ? padding : -1;
+    return moov && tagListAndPadding(*moov, &tagList, &padding) ? padding : -1;
 }
 
 QList<QByteArray> trackKinds(const QString &path)
@@ -352,34 +350,25 @@ QList<QByteArray> trackKinds(const QString &path)
     const Layout layout = readLayout(file);
     if (!layout.ok || layout.indexOf("mdat") < 0)
         return {};
-    const Atom &moovAtom = layout.atoms.at(layout.indexOf("moov"));
-    if (moovAtom.size > MaxHeaderBytes || !file.seek(moovAtom.offset))
-        return {};
-    const QByteArray moov = file.read(moovAtom.size);
-    const auto children = childBoxes(moov, moovAtom.headerSize, moov.size());
-    if (moov.size() != moovAtom.size || !children)
+    const std::optional<QByteArray> moov = readHeader(file, layout);
+    const auto children = moov ? headerChildren(*moov) : std::nullopt;
+    if (!children)
         return {};
     QList<QByteArray> kinds;
     for (const Box &trak : *children) {
         if (trak.type != "trak")
             continue;
-        const auto trakChildren = childBoxes(moov, trak.begin + trak.headerSize, trak.begin + trak.size);
+        const auto trakChildren = childBoxes(*moov, trak.begin + trak.headerSize, trak.begin + trak.size);
         const Box *mdia = trakChildren ? firstOf(*trakChildren, "mdia") : nullptr;
-        const auto mdiaChildren = mdia ? childBoxes(moov, mdia->begin + mdia->headerSize, mdia->begin + mdia->size)
+        const auto mdiaChildren = mdia ? childBoxes(*moov, mdia->begin + mdia->headerSize, mdia->begin + mdia->size)
                                        : std::nullopt;
         const Box *hdlr = mdiaChildren ? firstOf(*mdiaChildren, "hdlr") : nullptr;
         // version and flags, pre-defined, then the handler type
         if (!hdlr || hdlr->size < hdlr->headerSize + 12)
             return {};
-        kinds.append(moov.mid(hdlr->begin + hdlr->headerSize + 8, 4));
+        kinds.append(moov->mid(hdlr->begin + hdlr->headerSize + 8, 4));
     }
     return kinds;
-}
-
-bool syncToDisk(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) && syncFile(file);
 }
 
 Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps, Durability durability)
@@ -408,22 +397,20 @@ Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps, D
     // rewriting it in place is not safe against a crash: only a scratch file may take that road.
     if (!mediaAfterHeader && durability == Durability::Scratch)
         return result;
-    // The new tags replace the old ones: they may use the old list's bytes and the padding beside it.
-    qint64 tagList = 0;
-    qint64 padding = 0;
-    if (tagListAndPadding(path, &tagList, &padding) && qBound<qint64>(0, metadataBytes, MaxPadding) + 8 <= tagList + padding)
-        return result;
-
     const Atom moovAtom = layout.atoms.at(moovIndex);
     if (moovAtom.size > MaxHeaderBytes)
         return refuse(QStringLiteral("the movie header is too large to move"));
-    if (!file.seek(moovAtom.offset))
+    const std::optional<QByteArray> moov = readHeader(file, layout);
+    if (!moov)
         return refuse(QStringLiteral("the file cannot be read"));
-    QByteArray moov = file.read(moovAtom.size);
-    if (moov.size() != moovAtom.size)
-        return refuse(QStringLiteral("the file cannot be read"));
+    // The new tags replace the old ones: they may use the old list's bytes and the padding beside it.
+    qint64 tagList = 0;
+    qint64 padding = 0;
+    if (tagListAndPadding(*moov, &tagList, &padding) && qBound<qint64>(0, metadataBytes, MaxPadding) + 8 <= tagList + padding)
+        return result;
+
     QString error;
-    const std::optional<QByteArray> copy = headerCopyWithRoom(moov, qBound<qint64>(0, metadataBytes, MaxPadding) + PaddingSlack, &error);
+    const std::optional<QByteArray> copy = headerCopyWithRoom(*moov, qBound<qint64>(0, metadataBytes, MaxPadding) + PaddingSlack, &error);
     if (!copy)
         return refuse(error);
 

@@ -99,7 +99,4 @@ Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps = 
  */
 QList<QByteArray> trackKinds(const QString &path);
 
-/** Flushes @p path to the disk. */
-bool syncToDisk(const QString &path);
-
 } // namespace Mp4TagSpace

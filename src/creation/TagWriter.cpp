@@ -1,6 +1,7 @@
 #include "creation/TagWriter.h"
 
 #include "base/ItemImage.h"
+#include "creation/FileMove.h"
 #include "creation/MetadataParsingHelper.h"
 #include "creation/Mp4TagSpace.h"
 
@@ -53,36 +54,6 @@ std::optional<qint64> integerOf(const MovieItem &item, const QString &key)
         return std::nullopt;
     return value;
 }
-
-TagWriter::Result writeItems(const QString &path, const MovieItem &item, const QString &plist);
-bool readsBack(const QString &path, const QString &plist);
-
-} // namespace
-
-namespace TagWriter {
-
-Result writeTagsWithFileAtPath(const QString &path, const MovieItem &item, Mp4TagSpace::Durability durability)
-{
-    const QString plist = MetadataParsingHelper::getPLISTWithDict(item);
-    if (!QFile::exists(path))
-        return {false, QStringLiteral("no file at ") + path};
-    // Growing tags must not shift the movie: make room at the end of the file first.
-    const Mp4TagSpace::Result room = Mp4TagSpace::prepareForTags(path, Mp4TagSpace::tagBytesFor(item, plist), -1, durability);
-    if (!room.ok)
-        return {false, room.error};
-
-    if (const Result written = writeItems(path, item, plist); !written.ok)
-        return written;
-    if (!readsBack(path, plist))
-        return {false, QStringLiteral("the tags could not be written whole (is the disk full?): ") + path};
-    if (durability == Mp4TagSpace::Durability::Synced && !Mp4TagSpace::syncToDisk(path))
-        return {false, QStringLiteral("the tagged file could not be flushed to the disk: ") + path};
-    return {true, QString()};
-}
-
-} // namespace TagWriter
-
-namespace {
 
 TagWriter::Result writeItems(const QString &path, const MovieItem &item, const QString &plist)
 {
@@ -148,3 +119,26 @@ bool readsBack(const QString &path, const QString &plist)
 }
 
 } // namespace
+
+namespace TagWriter {
+
+Result writeTagsWithFileAtPath(const QString &path, const MovieItem &item, Mp4TagSpace::Durability durability)
+{
+    const QString plist = MetadataParsingHelper::getPLISTWithDict(item);
+    if (!QFile::exists(path))
+        return {false, QStringLiteral("no file at ") + path};
+    // Growing tags must not shift the movie: make room at the end of the file first.
+    const Mp4TagSpace::Result room = Mp4TagSpace::prepareForTags(path, Mp4TagSpace::tagBytesFor(item, plist), -1, durability);
+    if (!room.ok)
+        return {false, room.error};
+
+    if (const Result written = writeItems(path, item, plist); !written.ok)
+        return written;
+    if (!readsBack(path, plist))
+        return {false, QStringLiteral("the tags could not be written whole (is the disk full?): ") + path};
+    if (durability == Mp4TagSpace::Durability::Synced && !FileMove::syncFile(path))
+        return {false, QStringLiteral("the tagged file could not be flushed to the disk: ") + path};
+    return {true, QString()};
+}
+
+} // namespace TagWriter
