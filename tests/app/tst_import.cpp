@@ -272,34 +272,6 @@ private Q_SLOTS:
         QVERIFY(!core.importer()->isRunning());
     }
 
-    void everyFileIsListedWhenTheServicesFail_data()
-    {
-        QTest::addColumn<int>("failure");
-        QTest::newRow("server error") << int(StandinServer::Failure::ServerError);
-        QTest::newRow("invalid json") << int(StandinServer::Failure::InvalidJson);
-        QTest::newRow("connection closed") << int(StandinServer::Failure::CloseConnection);
-        QTest::newRow("no answer") << int(StandinServer::Failure::NoAnswer);
-    }
-
-    void everyFileIsListedWhenTheServicesFail()
-    {
-        QFETCH(int, failure);
-        qputenv("KINOVELA_HTTP_TIMEOUT_MS", "1500");
-        EmptyMovieDatabase database;
-        database.server().setFailure(QStringLiteral("search"), StandinServer::Failure(failure));
-        AppCore core;
-        core.applicationDidFinishLaunching();
-        core.setConversionOption(4);
-        QList<QUrl> urls;
-        for (int i = 0; i < 6; ++i)
-            urls.append(movie(QStringLiteral("Film.%1.mp4").arg(i)));
-        QVERIFY(runImport(core, urls));
-        qunsetenv("KINOVELA_HTTP_TIMEOUT_MS");
-        QCOMPARE(serialNumbers(core.list()), (QList<qint64>{0, 1, 2, 3, 4, 5}));
-        for (const MovieItem &item : core.list()->items())
-            QCOMPARE(item.value(ItemKey::movieFoundStatus), QVariant(false));
-    }
-
     void everyRequestOfAnImportMayFail_data()
     {
         QTest::addColumn<QString>("route");
@@ -307,7 +279,8 @@ private Q_SLOTS:
         for (const char *route : {"search", "details", "image", "itunes", "xmlrpc"}) {
             for (const auto &[name, failure] : {std::pair{"500", StandinServer::Failure::ServerError},
                                                 std::pair{"silent", StandinServer::Failure::NoAnswer},
-                                                std::pair{"closed", StandinServer::Failure::CloseConnection}})
+                                                std::pair{"closed", StandinServer::Failure::CloseConnection},
+                                                std::pair{"not json", StandinServer::Failure::InvalidJson}})
                 QTest::addRow("%s %s", route, name) << QString::fromLatin1(route) << int(failure);
         }
     }

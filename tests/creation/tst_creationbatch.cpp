@@ -280,30 +280,6 @@ private Q_SLOTS:
         }
     }
 
-    void aConverterThatRunsOutOfSpace()
-    {
-        // A converter that writes half a file and gives up, as ffmpeg does on a full disk.
-        QTemporaryDir tools;
-        const QString fake = tools.filePath(QStringLiteral("ffmpeg"));
-        QFile script(fake);
-        QVERIFY(script.open(QIODevice::WriteOnly));
-        script.write("#!/bin/sh\nfor last; do :; done\nhead -c 3000 /dev/urandom > \"$last\"\n"
-                     "echo 'av_interleaved_write_frame(): No space left on device' >&2\necho 'Conversion failed!' >&2\nexit 1\n");
-        script.close();
-        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        qputenv("KINOVELA_FFMPEG", QFile::encodeName(fake));
-        QTemporaryDir destination;
-        const MovieItem item = identified(QStringLiteral("h264-aac.mp4"), QStringLiteral("Full.mkv"), QStringLiteral("Full"));
-        const QString source = item.value(ItemKey::filePath).toString();
-        const QByteArray before = digest(source);
-        const QList<CreationResult> results = runBatch({item}, 3, destination.path());
-        qunsetenv("KINOVELA_FFMPEG");
-        QCOMPARE(results.size(), 1);
-        QVERIFY(!results.at(0).succeeded);
-        QCOMPARE(digest(source), before);
-        QCOMPARE(filesIn(destination.path()), QStringList());
-    }
-
     void sourcesNamedLikeOptions()
     {
         // The converter is handed absolute paths: "-y.mkv" is a file, never an option.
@@ -318,18 +294,32 @@ private Q_SLOTS:
 
     void aConversionIntoAFullDisk()
     {
-        // The converted movie is about 100 KB; the destination holds 48 KB.
-        SmallDisk destination(48 * 1024);
-        KINOVELA_REQUIRE_SMALL_DISK(destination);
+        // The converted movie is about 100 KB; the destination holds 48 KB. Where no small file system can be
+        // mounted, a converter that writes part of a file and gives up as ffmpeg does on a full disk stands in.
+        SmallDisk disk(48 * 1024);
+        QTemporaryDir tools;
+        QTemporaryDir plainFolder;
+        if (!disk.isValid()) {
+            const QString fake = tools.filePath(QStringLiteral("ffmpeg"));
+            QFile script(fake);
+            QVERIFY(script.open(QIODevice::WriteOnly));
+            script.write("#!/bin/sh\nfor last; do :; done\nhead -c 3000 /dev/urandom > \"$last\"\n"
+                         "echo 'av_interleaved_write_frame(): No space left on device' >&2\necho 'Conversion failed!' >&2\nexit 1\n");
+            script.close();
+            script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            qputenv("KINOVELA_FFMPEG", QFile::encodeName(fake));
+        }
+        const QString destination = disk.isValid() ? disk.path() : plainFolder.path();
         const MovieItem item = identified(QStringLiteral("h264-aac.mp4"), QStringLiteral("Full.mkv"), QStringLiteral("Full"));
         const QString source = item.value(ItemKey::filePath).toString();
         const QByteArray before = digest(source);
-        const QList<CreationResult> results = runBatch({item}, 3, destination.path());
+        const QList<CreationResult> results = runBatch({item}, 3, destination);
+        qunsetenv("KINOVELA_FFMPEG");
         QCOMPARE(results.size(), 1);
         QVERIFY(!results.at(0).succeeded);
         QVERIFY(!results.at(0).reason.isEmpty());
         QCOMPARE(digest(source), before);
-        QCOMPARE(filesIn(destination.path()), QStringList());
+        QCOMPARE(filesIn(destination), QStringList());
     }
 
     void movesToAnotherFileSystem()

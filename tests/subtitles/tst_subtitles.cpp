@@ -223,21 +223,6 @@ private Q_SLOTS:
         QVERIFY(m_server->requests(QStringLiteral("xmlrpc")).constFirst().header("User-Agent") == "Titlewright v1.0");
     }
 
-    void foundByHash()
-    {
-        // A file of at least 64 KiB, so the lookup goes by a real hash and not by the small-file "0".
-        const QString path = TestEnvironment::media(QStringLiteral("h264-aac.mp4"));
-        const QString hash = Video(path, QString(), 0).getMovieHashString();
-        QVERIFY(hash != QLatin1String("0"));
-        OpenSubtitlesStandin::addHashSubtitle(hash, "1\n00:00:00,500 --> 00:00:01,000\nBy hash\n");
-        const Video updated = run(Video(path, QString(), 3));
-        QCOMPARE(updated.subStatus, SubtitleStauts::found);
-        QCOMPARE(m_server->requests(QStringLiteral("xmlrpc")).size(), 3);
-        QFile file(updated.downloadedSubtitlePath);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QVERIFY(file.readAll().contains("By hash"));
-    }
-
     void outcomesWithoutASubtitle()
     {
         const QString path = TestEnvironment::media(QStringLiteral("h264-aac.mp4"));
