@@ -5,18 +5,8 @@
 #include "base/Diagnostics.h"
 #include "base/LanguageList.h"
 #include "base/Progress.h"
+#include "base/SearchLanguage.h"
 #include "base/UserSettings.h"
-
-namespace {
-
-constexpr int DefaultConversionOption = 3;
-
-bool isPreset(int tag)
-{
-    return tag >= 1 && tag <= 4;
-}
-
-} // namespace
 
 AppCore::AppCore(QObject *parent)
     : QObject(parent)
@@ -32,9 +22,8 @@ AppCore::~AppCore() = default;
 void AppCore::applicationDidFinishLaunching()
 {
     if (!UserSettings::conversionOption().has_value())
-        UserSettings::storeConversionOption(DefaultConversionOption);
-    const int stored = UserSettings::conversionOption().value_or(DefaultConversionOption);
-    setConversionOption(isPreset(stored) ? stored : DefaultConversionOption);
+        UserSettings::storeConversionOption(Presets::Default);
+    setConversionOption(UserSettings::preset());
 
     m_languages.clear();
     m_selectedLanguage = -1;
@@ -58,7 +47,7 @@ void AppCore::applicationDidFinishLaunching()
     QVariantMap language = UserSettings::selectedSearchLanguage();
     if (language.isEmpty()) {
         Diagnostics::write(QStringLiteral("I am called the Only on the Very First Time"));
-        language = UserSettings::defaultLanguage();
+        language = SearchLanguage::defaultLanguage().toMap();
         UserSettings::storeSelectedSearchLanguage(language);
     }
     setSelectedLanguageIndex(int(list.indexOf(language)));
@@ -74,12 +63,12 @@ void AppCore::setSelectedLanguageIndex(int index)
     Q_EMIT selectedLanguageChanged(index);
 }
 
-void AppCore::setConversionOption(int tag)
+void AppCore::setConversionOption(Preset preset)
 {
-    if (!isPreset(tag) || tag == m_conversionOption)
+    if (preset == m_conversionOption)
         return;
-    m_conversionOption = tag;
-    Q_EMIT conversionOptionChanged(tag);
+    m_conversionOption = preset;
+    Q_EMIT conversionOptionChanged(preset);
 }
 
 void AppCore::saveSettings()

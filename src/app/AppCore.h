@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/MovieItemKeys.h"
+#include "base/Preset.h"
 
 #include <QList>
 #include <QObject>
@@ -45,9 +46,9 @@ public:
     int selectedLanguageIndex() const { return m_selectedLanguage; }
     void setSelectedLanguageIndex(int index);
 
-    /** The live preset (1 to 4): what the settings' radio group shows now. */
-    int conversionOption() const { return m_conversionOption; }
-    void setConversionOption(int tag);
+    /** The live preset: what the settings' radio group shows now. */
+    Preset conversionOption() const { return m_conversionOption; }
+    void setConversionOption(Preset preset);
 
     /** Stores the selected language (when there is one) and the live preset. */
     void saveSettings();
@@ -56,7 +57,7 @@ public:
     void importFiles(const QList<QUrl> &urls);
 
 Q_SIGNALS:
-    void conversionOptionChanged(int tag);
+    void conversionOptionChanged(Preset preset);
     void selectedLanguageChanged(int index);
 
 private:
@@ -65,6 +66,6 @@ private:
     ImportPipeline *m_importer;
     QList<QVariantMap> m_languages;
     int m_selectedLanguage = -1;
-    int m_conversionOption = 3;
+    Preset m_conversionOption = Presets::Default;
     QString m_languageListPath;
 };

@@ -18,12 +18,6 @@
 #include <cmath>
 #include <memory>
 
-namespace {
-
-constexpr int ConvertAllWithSubtitles = 4;
-
-} // namespace
-
 ImportPipeline::ImportPipeline(MovieListModel *list, Progress *progress, QObject *parent)
     : QObject(parent)
     , m_list(list)
@@ -38,16 +32,16 @@ void ImportPipeline::setStagger(double seconds)
     m_stagger = std::isfinite(seconds) && seconds > 0 ? seconds : 0;
 }
 
-void ImportPipeline::setPresetSource(std::function<int()> source)
+void ImportPipeline::setPresetSource(std::function<Preset()> source)
 {
     m_presetSource = std::move(source);
 }
 
-int ImportPipeline::currentPreset() const
+Preset ImportPipeline::currentPreset() const
 {
     if (m_presetSource)
         return m_presetSource();
-    return UserSettings::conversionOption().value_or(3);
+    return UserSettings::preset();
 }
 
 void ImportPipeline::resetSubtitlesFolder()
@@ -127,11 +121,11 @@ void ImportPipeline::lookedUp(quint64 generation, int index, int count, MovieIte
     if (generation != m_generation)
         return;
 
-    const int preset = currentPreset();
+    const Preset preset = currentPreset();
     const QString title = record.value(ItemKey::movieTitle).toString();
     if (title.isEmpty())
         m_progress->setTitle(QStringLiteral("Gathering Info : ") + item.value(ItemKey::fileName).toString());
-    else if (preset == ConvertAllWithSubtitles)
+    else if (Presets::fetchesSubtitles(preset))
         m_progress->setTitle(QStringLiteral("Downloading Subtitles : ") + title);
     else
         m_progress->setTitle(QStringLiteral("Downloading Metadata Information : ") + title);
@@ -140,7 +134,7 @@ void ImportPipeline::lookedUp(quint64 generation, int index, int count, MovieIte
     for (auto it = record.cbegin(); it != record.cend(); ++it)
         item.insert(it.key(), it.value());
 
-    if (preset != ConvertAllWithSubtitles) {
+    if (!Presets::fetchesSubtitles(preset)) {
         item.insert(ItemKey::subtitleFound, false);
         item.insert(ItemKey::displaySubtitleBanner, false);
         finishFile(generation, index, count, &item);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/MovieItemKeys.h"
+#include "base/Preset.h"
 
 #include <QList>
 #include <QObject>
@@ -38,7 +39,7 @@ public:
     double stagger() const { return m_stagger; }
 
     /** Where the live preset is read from, at the moment each lookup completes. */
-    void setPresetSource(std::function<int()> source);
+    void setPresetSource(std::function<Preset()> source);
 
     /** Empties and re-creates the subtitles folder, then gathers the files. */
     void importFiles(const QList<QUrl> &urls);
@@ -60,12 +61,12 @@ private:
     void runOnlineStages(quint64 generation, int index, int count, MovieItem item);
     void lookedUp(quint64 generation, int index, int count, MovieItem item, const MovieItem &record);
     void finishFile(quint64 generation, int index, int count, const MovieItem *item);
-    int currentPreset() const;
+    Preset currentPreset() const;
 
     MovieListModel *m_list;
     Progress *m_progress;
     double m_stagger = 0.5;
-    std::function<int()> m_presetSource;
+    std::function<Preset()> m_presetSource;
     int m_outstanding = 0;
     quint64 m_generation = 0;
 };

@@ -7,7 +7,7 @@ namespace {
 
 struct Overrides {
     QVariantMap language;
-    std::optional<int> preset;
+    std::optional<Preset> preset;
 };
 
 Overrides &overrides()
@@ -26,7 +26,7 @@ QSettings store()
 std::optional<int> conversionOption()
 {
     if (overrides().preset)
-        return overrides().preset;
+        return Presets::number(*overrides().preset);
     const QVariant value = store().value(conversionOptionsKey);
     bool ok = false;
     const int preset = value.toInt(&ok);
@@ -35,9 +35,15 @@ std::optional<int> conversionOption()
     return preset;
 }
 
-void storeConversionOption(int preset)
+void storeConversionOption(Preset preset)
 {
-    store().setValue(conversionOptionsKey, preset);
+    store().setValue(conversionOptionsKey, Presets::number(preset));
+}
+
+Preset preset()
+{
+    const std::optional<int> number = conversionOption();
+    return Presets::fromNumber(number.value_or(0)).value_or(Presets::Default);
 }
 
 QVariantMap selectedSearchLanguage()
@@ -52,19 +58,12 @@ void storeSelectedSearchLanguage(const QVariantMap &language)
     store().setValue(selectedSearchLanguageKey, language);
 }
 
-QVariantMap defaultLanguage()
-{
-    return QVariantMap{{QStringLiteral("alpha3-b"), QStringLiteral("eng")},
-                       {QStringLiteral("alpha2"), QStringLiteral("en")},
-                       {QStringLiteral("English"), QStringLiteral("English")}};
-}
-
 void setRunLanguage(const QVariantMap &language)
 {
     overrides().language = language;
 }
 
-void setRunPreset(int preset)
+void setRunPreset(Preset preset)
 {
     overrides().preset = preset;
 }

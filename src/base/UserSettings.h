@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Preset.h"
+
 #include <QVariantMap>
 
 #include <optional>
@@ -22,17 +24,16 @@ inline const QString selectedSearchLanguageKey = QStringLiteral("selectedSearchL
 
 /** The stored preset, or nothing when none is stored. The run override wins. */
 std::optional<int> conversionOption();
-void storeConversionOption(int preset);
+void storeConversionOption(Preset preset);
+/** The preset in force: the run override, else the stored one when it is valid, else the default. */
+Preset preset();
 
 /** The stored search language, or an empty map when none is stored. The run override wins. */
 QVariantMap selectedSearchLanguage();
 void storeSelectedSearchLanguage(const QVariantMap &language);
 
-/** The English default language map: "eng", "en", "English". */
-QVariantMap defaultLanguage();
-
 void setRunLanguage(const QVariantMap &language);
-void setRunPreset(int preset);
+void setRunPreset(Preset preset);
 void clearRunOverrides();
 
 } // namespace UserSettings

@@ -137,12 +137,12 @@ bool applyLanguage(const QString &language, QString *error)
 bool applyPreset(const QString &preset, QString *error)
 {
     bool ok = false;
-    const int value = preset.toInt(&ok);
-    if (!ok || value < 1 || value > 4) {
+    const std::optional<Preset> value = Presets::fromNumber(preset.toInt(&ok));
+    if (!ok || !value) {
         *error = QStringLiteral("--preset takes a number from 1 to 4, not '%1'").arg(preset);
         return false;
     }
-    UserSettings::setRunPreset(value);
+    UserSettings::setRunPreset(*value);
     return true;
 }
 

@@ -26,15 +26,15 @@ QVariantMap firstTrackOfType(const MovieItem &item, const QString &type)
 
 } // namespace
 
-CreationAction creationActionForItem(const MovieItem &item, int conversionOption)
+CreationAction creationActionForItem(const MovieItem &item, Preset preset)
 {
     const QString path = item.value(ItemKey::filePath).toString();
     const bool sourceExists = QFileInfo(path).isFile();
     const bool found = item.value(ItemKey::movieFoundStatus).toBool();
     const bool mp4 = extensionOf(path) == QLatin1String("mp4");
-    if (sourceExists && found && mp4 && conversionOption == int(ConversionOption::TagMp4InPlace))
+    if (sourceExists && found && mp4 && preset == Preset::TagInPlace)
         return CreationAction::TagInPlace;
-    if (sourceExists && found && mp4 && conversionOption == int(ConversionOption::MoveMp4ToDestination))
+    if (sourceExists && found && mp4 && preset == Preset::TagAndMove)
         return CreationAction::TagAndMove;
     return CreationAction::Convert;
 }

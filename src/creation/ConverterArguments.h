@@ -1,12 +1,10 @@
 #pragma once
 
 #include "base/MovieItemKeys.h"
+#include "base/Preset.h"
 
 #include <QString>
 #include <QStringList>
-
-/** The conversion preset (the settings' radio group tag). */
-enum class ConversionOption { TagMp4InPlace = 1, MoveMp4ToDestination = 2, ConvertAll = 3, ConvertAllWithSubtitles = 4 };
 
 /** What the creation batch does with one item. */
 enum class CreationAction { TagInPlace, TagAndMove, Convert };
@@ -15,7 +13,7 @@ enum class CreationAction { TagInPlace, TagAndMove, Convert };
 namespace ConverterArguments {
 
 /** Tag in place or tag and move an identified MP4 (presets 1 and 2); convert everything else. */
-CreationAction creationActionForItem(const MovieItem &item, int conversionOption);
+CreationAction creationActionForItem(const MovieItem &item, Preset preset);
 /** destination + "/" + the title with "/" turned into ":" + ".mp4". */
 QString finalMoviePath(const MovieItem &item, const QString &destinationFolder);
 /** destination + "/" + a new upper-case UUID + ".mp4". */

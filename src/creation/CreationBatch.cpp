@@ -2,7 +2,7 @@
 
 #include "base/Diagnostics.h"
 #include "base/Progress.h"
-#include "base/UserSettings.h"
+#include "base/SearchLanguage.h"
 #include "creation/ConverterArguments.h"
 #include "creation/ConverterRunner.h"
 #include "creation/FileMove.h"
@@ -28,12 +28,6 @@ QString describe(const QVariant &value)
                      + entry.value(TrackKey::trackCodec).toString());
     }
     return QLatin1Char('[') + parts.join(QStringLiteral(", ")) + QLatin1Char(']');
-}
-
-QString subtitleLanguage()
-{
-    const QString code = UserSettings::selectedSearchLanguage().value(QStringLiteral("alpha3-b")).toString();
-    return code.isEmpty() ? QStringLiteral("eng") : code;
 }
 
 /**
@@ -74,7 +68,7 @@ bool CreationBatch::allSucceeded(const QList<CreationResult> &results)
 }
 
 void CreationBatch::creationTaskWithDestinationFolder(const QString &destinationFolder, const QList<MovieItem> &items,
-                                                      int conversionOption)
+                                                      Preset preset)
 {
     if (m_running)
         return;
@@ -84,7 +78,7 @@ void CreationBatch::creationTaskWithDestinationFolder(const QString &destination
     while (m_destination.size() > 1 && m_destination.endsWith(QLatin1Char('/')))
         m_destination.chop(1);
     m_items = items;
-    m_option = conversionOption;
+    m_option = preset;
     m_index = 0;
     m_results.clear();
 
@@ -171,7 +165,7 @@ void CreationBatch::convert(const MovieItem &item, CreationResult result)
     const QString temporaryPath = ConverterArguments::temporaryMoviePath(m_destination);
     const double duration = item.value(ItemKey::duration).toDouble();
     Diagnostics::write(describe(item.value(ItemKey::tracksInfo)));
-    const QStringList arguments = ConverterArguments::converterArgumentsForItem(item, temporaryPath, subtitleLanguage());
+    const QStringList arguments = ConverterArguments::converterArgumentsForItem(item, temporaryPath, SearchLanguage::current().alpha3bOrEnglish());
     Diagnostics::write(QLatin1Char('[') + arguments.join(QStringLiteral(", ")) + QLatin1Char(']'));
 
     auto connection = std::make_shared<QMetaObject::Connection>();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/MovieItemKeys.h"
+#include "base/Preset.h"
 
 #include <QList>
 #include <QObject>
@@ -43,7 +44,7 @@ public:
 
     /** Starts the batch and returns at once; finished() follows, also for an empty list. */
     void creationTaskWithDestinationFolder(const QString &destinationFolder, const QList<MovieItem> &items,
-                                           int conversionOption);
+                                           Preset preset);
     void cancel();
     bool isRunning() const { return m_running; }
     QList<CreationResult> results() const { return m_results; }
@@ -67,7 +68,7 @@ private:
     QList<MovieItem> m_items;
     QList<CreationResult> m_results;
     QString m_destination;
-    int m_option = 3;
+    Preset m_option = Presets::Default;
     int m_index = 0;
     bool m_running = false;
     bool m_cancelled = false;

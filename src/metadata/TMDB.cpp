@@ -2,8 +2,10 @@
 
 #include "base/Diagnostics.h"
 #include "base/HttpClient.h"
+#include "base/ReleaseDate.h"
+#include "base/UsRating.h"
 #include "base/ServiceConfig.h"
-#include "base/UserSettings.h"
+#include "base/SearchLanguage.h"
 #include "media/Levenshtein.h"
 
 #include <QCoreApplication>
@@ -25,19 +27,6 @@ QObject *mainContext()
     return QCoreApplication::instance();
 }
 
-struct Language
-{
-    QString alpha2;
-    QString english;
-};
-
-Language searchLanguage()
-{
-    QVariantMap stored = UserSettings::selectedSearchLanguage();
-    if (stored.value(QStringLiteral("alpha2")).toString().isEmpty())
-        stored = UserSettings::defaultLanguage();
-    return {stored.value(QStringLiteral("alpha2")).toString(), stored.value(QStringLiteral("English")).toString()};
-}
 
 /** Why a JSON request failed, in the words of the diagnostics. */
 struct Failure
@@ -169,24 +158,6 @@ QString TMDB::encodeQueryText(const QString &text)
     return QString::fromLatin1(text.toUtf8().toPercentEncoding(QByteArrayLiteral("!$&'()*+,-./:;=?@_~")));
 }
 
-std::pair<QString, QString> TMDB::ratingForCertification(const QString &certification)
-{
-    static const QList<std::pair<QString, QString>> table = {
-        {QStringLiteral("NR"), QStringLiteral("mpaa|NR|000|")},
-        {QStringLiteral("G"), QStringLiteral("mpaa|G|100|")},
-        {QStringLiteral("PG"), QStringLiteral("mpaa|PG|200|")},
-        {QStringLiteral("PG-13"), QStringLiteral("mpaa|PG-13|300|")},
-        {QStringLiteral("R"), QStringLiteral("mpaa|R|400|")},
-        {QStringLiteral("NC-17"), QStringLiteral("mpaa|NC-17|500|")},
-        {QStringLiteral("Unrated"), QStringLiteral("mpaa|Unrated|???|")},
-    };
-    for (const auto &[label, rating] : table) {
-        if (label == certification)
-            return {rating, label};
-    }
-    return {QString(), QStringLiteral("blank")};
-}
-
 MovieItem TMDB::parseDetails(const Json &answer)
 {
     MovieItem record = defaultDetailsRecord();
@@ -222,7 +193,7 @@ MovieItem TMDB::parseDetails(const Json &answer)
         }
     }
     if (certification) {
-        const auto [rating, badge] = ratingForCertification(*certification);
+        const auto [rating, badge] = UsRating::forCertification(*certification);
         record.insert(ItemKey::movieRating_US, rating);
         record.insert(ItemKey::movieRating_US_Icon, imageValue(ItemImage::fromResource(badge)));
     }
@@ -299,21 +270,10 @@ qsizetype TMDB::closestTitleIndex(const Json &answer, const QString &movieName)
     return best;
 }
 
-QString TMDB::beautifiedDate(const QString &releaseDate)
-{
-    if (releaseDate.size() != 10)
-        return {};
-    const QDate date = QDate::fromString(releaseDate, QStringLiteral("yyyy-MM-dd"));
-    if (!date.isValid())
-        return {};
-    // Month names in English, whatever the machine's locale: the text also goes into tags.
-    return QLocale(QLocale::English, QLocale::UnitedStates).toString(date, QStringLiteral("MMM dd, yyyy"));
-}
-
 MovieItem TMDB::matchRecord(const Json &result, const QString &languageName, bool emptyLanguageWhenNoId)
 {
     const QString releaseDate = result["release_date"].text();
-    const QString beautified = beautifiedDate(releaseDate);
+    const QString beautified = ReleaseDate::displayTextOf(releaseDate);
     const qint64 id = result["id"].integer();
     return MovieItem{
         {ItemKey::movieTitle, result["title"].text()},
@@ -405,7 +365,7 @@ QUrl TMDB::genreSearchUrl(const QString &movieTitle)
 void TMDB::getMovieInfo(const QString &movieName, RecordCompletion completion)
 {
     auto box = std::make_shared<MovieItem>(notFoundRecord());
-    const Language language = searchLanguage();
+    const SearchLanguage language = SearchLanguage::current();
     const TMDB client = *this;
 
     // Fills the match record, loads the poster, then chains details and genre.
@@ -477,7 +437,7 @@ void TMDB::getMovieInfo(const QString &movieName, RecordCompletion completion)
 
 void TMDB::getMovieListForSearchString(const QString &searchString, RecordListCompletion completion)
 {
-    const Language language = searchLanguage();
+    const SearchLanguage language = SearchLanguage::current();
     fetchJson(searchUrl(searchString, language.alpha2), true,
               [completion, searchString, language](const Json &answer, const Failure *failure) {
                   if (failure) {
@@ -521,7 +481,7 @@ void TMDB::getMovieListForSearchString(const QString &searchString, RecordListCo
 
 void TMDB::getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion completion)
 {
-    fetchJson(detailsUrl(tmdbID, searchLanguage().alpha2), true,
+    fetchJson(detailsUrl(tmdbID, SearchLanguage::current().alpha2), true,
               [completion, tmdbID](const Json &answer, const Failure *failure) {
                   if (failure) {
                       Diagnostics::write(QStringLiteral("In More Movie Finder : ") + QString::number(tmdbID)
@@ -550,7 +510,7 @@ void TMDB::getGenreFromiTunesStoreWithMovieTitle(const QString &movieTitle, cons
 
 void TMDB::getThumbnailsWithTmdbID(qint64 tmdbID, RecordListCompletion completion)
 {
-    const QString alpha2 = searchLanguage().alpha2;
+    const QString alpha2 = SearchLanguage::current().alpha2;
     fetchJson(postersUrl(tmdbID, alpha2), true, [completion, alpha2](const Json &answer, const Failure *failure) {
         if (failure) {
             Diagnostics::write(failure->description);

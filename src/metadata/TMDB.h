@@ -58,8 +58,6 @@ public:
     static MovieItem defaultDetailsRecord();
     /** Percent-encoding with the URL query-allowed set: '&', '=', '?' stay as they are. */
     static QString encodeQueryText(const QString &text);
-    /** The rating string and badge name of a US certification ("" and "blank" when unknown). */
-    static std::pair<QString, QString> ratingForCertification(const QString &certification);
     /** The details record of a movie details answer. */
     static MovieItem parseDetails(const Json &answer);
     /** The index of the exact-title result, or -1. */
@@ -68,8 +66,6 @@ public:
     static qsizetype closestTitleIndex(const Json &answer, const QString &movieName);
     /** The match record of one search result (without its poster image). */
     static MovieItem matchRecord(const Json &result, const QString &languageName, bool emptyLanguageWhenNoId);
-    /** "Jul 15, 2010" for "2010-07-15"; empty when not a real 10-character date. */
-    static QString beautifiedDate(const QString &releaseDate);
     /** The genre record from a store answer. */
     static MovieItem parseGenre(const Json &answer, const QString &movieReleaseYear, const QString &tmdbGenre);
     /** The poster paths in the search language, in TMDb's order. */

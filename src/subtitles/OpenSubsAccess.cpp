@@ -2,7 +2,7 @@
 
 #include "base/HttpClient.h"
 #include "base/ServiceConfig.h"
-#include "base/UserSettings.h"
+#include "base/SearchLanguage.h"
 #include "subtitles/Gzip.h"
 #include "subtitles/OpenSubtitlesRest.h"
 #include "subtitles/SubtitleCredentials.h"
@@ -14,8 +14,7 @@ namespace {
 
 QString searchLanguage()
 {
-    const QString language = UserSettings::selectedSearchLanguage().value(QStringLiteral("alpha3-b")).toString();
-    return language.isEmpty() ? QStringLiteral("eng") : language;
+    return SearchLanguage::current().alpha3bOrEnglish();
 }
 
 std::optional<SubtitleChoice> choiceOf(const QVariantMap &entry)

@@ -3,7 +3,7 @@
 #include "base/Diagnostics.h"
 #include "base/HttpClient.h"
 #include "base/ServiceConfig.h"
-#include "base/UserSettings.h"
+#include "base/SearchLanguage.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -18,8 +18,7 @@ constexpr int MaxRetryAfterSeconds = 10;
 
 QString searchLanguage()
 {
-    const QString language = UserSettings::selectedSearchLanguage().value(QStringLiteral("alpha2")).toString();
-    return language.isEmpty() ? QStringLiteral("en") : language;
+    return SearchLanguage::current().alpha2;
 }
 
 std::optional<SubtitleChoice> choiceFrom(const Json &subtitle)

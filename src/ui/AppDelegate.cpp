@@ -6,6 +6,8 @@
 #include "base/Diagnostics.h"
 #include "base/ItemImage.h"
 #include "base/Progress.h"
+#include "base/ReleaseDate.h"
+#include "base/UsRating.h"
 #include "metadata/TMDB.h"
 #include "subtitles/SubtitleCredentials.h"
 #include "subtitles/Video.h"
@@ -40,8 +42,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-constexpr int ConvertAllWithSubtitles = 4;
 
 QDialog *makeSheet(QWidget *parent, const char *objectName, const QString &title)
 {
@@ -213,9 +213,12 @@ void AppDelegate::buildSettingsWindow()
         box->addWidget(radio);
     }
     layout->addRow(tr("When saving:"), box);
-    connect(m_radioBTNsGroup, &QButtonGroup::idClicked, m_core, &AppCore::setConversionOption);
-    connect(m_core, &AppCore::conversionOptionChanged, this, [this](int tag) {
-        if (QAbstractButton *button = m_radioBTNsGroup->button(tag))
+    connect(m_radioBTNsGroup, &QButtonGroup::idClicked, m_core, [this](int id) {
+        if (const std::optional<Preset> preset = Presets::fromNumber(id))
+            m_core->setConversionOption(*preset);
+    });
+    connect(m_core, &AppCore::conversionOptionChanged, this, [this](Preset preset) {
+        if (QAbstractButton *button = m_radioBTNsGroup->button(Presets::number(preset)))
             button->setChecked(true);
     });
     connect(m_languageSettingsPUBTN, &QComboBox::currentIndexChanged, m_core, &AppCore::setSelectedLanguageIndex);
@@ -318,7 +321,7 @@ void AppDelegate::buildEditWindow()
     m_editMovieOverviewTF->setMaximumHeight(90);
     m_editMovieRatingCBX = named(new QComboBox(m_editMetadataWindow), "editMovieRatingCBX");
     m_editMovieRatingCBX->setEditable(true);
-    m_editMovieRatingCBX->addItems(MetadataEditing::ratingLabels());
+    m_editMovieRatingCBX->addItems(UsRating::labels());
     m_editMovieReleaseDateDP = named(new QDateEdit(m_editMetadataWindow), "editMovieReleaseDateDP");
     m_editMovieReleaseDateDP->setDisplayFormat(QStringLiteral("yyyy-MM-dd"));
     m_editMovieReleaseDateDP->setCalendarPopup(true);
@@ -411,7 +414,7 @@ void AppDelegate::applicationDidFinishLaunching()
         m_languageSettingsPUBTN->addItem(language.value(QStringLiteral("English")).toString());
     m_languageSettingsPUBTN->setCurrentIndex(m_core->selectedLanguageIndex());
     m_languageSettingsPUBTN->blockSignals(false);
-    if (QAbstractButton *button = m_radioBTNsGroup->button(m_core->conversionOption()))
+    if (QAbstractButton *button = m_radioBTNsGroup->button(Presets::number(m_core->conversionOption())))
         button->setChecked(true);
 }
 
@@ -555,7 +558,7 @@ void AppDelegate::okBTN_InsideSearchWindow_clicked()
                   ItemKey::movieCountry, ItemKey::movieRating_US, ItemKey::tmdbGenre, ItemKey::imdbID})
                 self->m_workingCopy.insert(key, details.value(key));
             const QString imdbID = details.value(ItemKey::imdbID).toString();
-            if (!imdbID.isEmpty() && self->m_core->conversionOption() == ConvertAllWithSubtitles) {
+            if (!imdbID.isEmpty() && Presets::fetchesSubtitles(self->m_core->conversionOption())) {
                 const Video video(self->m_workingCopy.value(ItemKey::filePath).toString(), imdbID,
                                   self->m_workingCopy.value(ItemKey::duration).toDouble());
                 video.searchAndDownloadSubtitle(self, [self, details](const Video &updated) {
@@ -677,9 +680,9 @@ void AppDelegate::editMetadataBTN_clicked()
     m_editMovieOverviewTF->setPlainText(text(ItemKey::movieOverview));
     m_editMovieCountryTF->setText(text(ItemKey::movieCountry));
     m_editMovieLanguageTF->setText(text(ItemKey::movieLanguage));
-    if (const std::optional<QString> label = MetadataEditing::labelForRating(text(ItemKey::movieRating_US)))
+    if (const std::optional<QString> label = UsRating::labelFor(text(ItemKey::movieRating_US)))
         m_editMovieRatingCBX->setCurrentText(*label);
-    const QDate date = MetadataEditing::storedDate(text(ItemKey::movieReleaseDate_YYYYhMMhDD));
+    const QDate date = ReleaseDate::fromStored(text(ItemKey::movieReleaseDate_YYYYhMMhDD));
     if (date.isValid())
         m_editMovieReleaseDateDP->setDate(date);
     m_editMovieDirectorsTF->setText(MetadataEditing::listForm(text(ItemKey::movieDirectors)));
@@ -706,12 +709,12 @@ void AppDelegate::closeBTN_insideEditMetadataWindow_clicked()
     item->insert(ItemKey::movieOverview, m_editMovieOverviewTF->toPlainText());
     item->insert(ItemKey::movieCountry, m_editMovieCountryTF->text());
     item->insert(ItemKey::movieLanguage, m_editMovieLanguageTF->text());
-    const auto [stored, display] = MetadataEditing::dateTexts(m_editMovieReleaseDateDP->date());
-    item->insert(ItemKey::movieReleaseDate_YYYYhMMhDD, stored);
-    item->insert(ItemKey::movieReleaseDate_BEAUTIFIED, display);
-    if (const auto rating = MetadataEditing::ratingForLabel(m_editMovieRatingCBX->currentText())) {
-        item->insert(ItemKey::movieRating_US, rating->first);
-        item->insert(ItemKey::movieRating_US_Icon, QVariant::fromValue(ItemImage::fromResource(rating->second)));
+    const QDate date = m_editMovieReleaseDateDP->date();
+    item->insert(ItemKey::movieReleaseDate_YYYYhMMhDD, ReleaseDate::storedText(date));
+    item->insert(ItemKey::movieReleaseDate_BEAUTIFIED, ReleaseDate::displayText(date));
+    if (const auto rating = UsRating::forLabel(m_editMovieRatingCBX->currentText())) {
+        item->insert(ItemKey::movieRating_US, rating->rating);
+        item->insert(ItemKey::movieRating_US_Icon, QVariant::fromValue(ItemImage::fromResource(rating->badge)));
     }
     item->insert(ItemKey::movieDirectors, MetadataEditing::storedListForm(m_editMovieDirectorsTF->text()));
     item->insert(ItemKey::movieCast, MetadataEditing::storedListForm(m_editMovieCastTF->text()));

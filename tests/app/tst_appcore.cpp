@@ -1,4 +1,5 @@
 #include "app/AppCore.h"
+#include "base/SearchLanguage.h"
 #include "base/Diagnostics.h"
 #include "base/UserSettings.h"
 #include "support/TestEnvironment.h"
@@ -41,10 +42,10 @@ private Q_SLOTS:
         AppCore first;
         QCOMPARE(launch(first), QStringList{QStringLiteral("I am called the Only on the Very First Time")});
         QCOMPARE(settings().value(QStringLiteral("convertionOptions")).toInt(), 3);
-        QCOMPARE(settings().value(QStringLiteral("selectedSearchLanguage")).toMap(), UserSettings::defaultLanguage());
-        QCOMPARE(first.conversionOption(), 3);
+        QCOMPARE(settings().value(QStringLiteral("selectedSearchLanguage")).toMap(), SearchLanguage::defaultLanguage().toMap());
+        QCOMPARE(Presets::number(first.conversionOption()), 3);
         QVERIFY(first.selectedLanguageIndex() >= 0);
-        QCOMPARE(first.languages().at(first.selectedLanguageIndex()), UserSettings::defaultLanguage());
+        QCOMPARE(first.languages().at(first.selectedLanguageIndex()), SearchLanguage::defaultLanguage().toMap());
 
         AppCore second;
         QCOMPARE(launch(second), QStringList());
@@ -53,14 +54,14 @@ private Q_SLOTS:
 
     void storedSettingsAreSelectedAtStart()
     {
-        UserSettings::storeConversionOption(4);
+        UserSettings::storeConversionOption(Preset::ConvertWithSubtitles);
         const QVariantMap french = {{QStringLiteral("alpha3-b"), QStringLiteral("fre")},
                                     {QStringLiteral("alpha2"), QStringLiteral("fr")},
                                     {QStringLiteral("English"), QStringLiteral("French")}};
         UserSettings::storeSelectedSearchLanguage(french);
         AppCore core;
         QCOMPARE(launch(core), QStringList());
-        QCOMPARE(core.conversionOption(), 4);
+        QCOMPARE(Presets::number(core.conversionOption()), 4);
         QCOMPARE(core.languages().at(core.selectedLanguageIndex()), french);
     }
 
@@ -76,9 +77,8 @@ private Q_SLOTS:
         }
         QVERIFY(german >= 0);
         core.setSelectedLanguageIndex(german);
-        core.setConversionOption(1);
-        core.setConversionOption(9); // not a preset: ignored
-        QCOMPARE(core.conversionOption(), 1);
+        core.setConversionOption(Preset::TagInPlace);
+        QCOMPARE(Presets::number(core.conversionOption()), 1);
         QCOMPARE(presetChanges.size(), 1);
         // Nothing is stored before the settings are confirmed.
         QCOMPARE(settings().value(QStringLiteral("convertionOptions")).toInt(), 3);
@@ -114,7 +114,7 @@ private Q_SLOTS:
         QVERIFY(!settings().contains(QStringLiteral("selectedSearchLanguage")));
         // The preset is still stored, and confirming the settings does not fail.
         QCOMPARE(settings().value(QStringLiteral("convertionOptions")).toInt(), 3);
-        core.setConversionOption(2);
+        core.setConversionOption(Preset::TagAndMove);
         core.saveSettings();
         QCOMPARE(settings().value(QStringLiteral("convertionOptions")).toInt(), 2);
         QVERIFY(!settings().contains(QStringLiteral("selectedSearchLanguage")));

@@ -192,7 +192,7 @@ private Q_SLOTS:
         EmptyMovieDatabase database;
         AppCore core;
         core.applicationDidFinishLaunching();
-        core.setConversionOption(preset);
+        core.setConversionOption(Preset(preset));
         QVERIFY(runImport(core, {movie(QStringLiteral("A.mp4")), movie(QStringLiteral("B.mp4"))}));
         QCOMPARE(core.list()->count(), 2);
         for (const MovieItem &item : core.list()->items()) {
@@ -208,7 +208,7 @@ private Q_SLOTS:
         // No subtitle service answers: the search still runs, finds nothing, and says so.
         AppCore core;
         core.applicationDidFinishLaunching();
-        core.setConversionOption(4);
+        core.setConversionOption(Preset::ConvertWithSubtitles);
         ProgressLog log(core.progress());
         QVERIFY(runImport(core, {movie(QStringLiteral("Unknown.Film.mp4"))}));
         QCOMPARE(core.list()->count(), 1);
@@ -225,12 +225,12 @@ private Q_SLOTS:
         database.delayAnswersFor(QStringLiteral("Late"), 1500);
         AppCore core;
         core.applicationDidFinishLaunching();
-        core.setConversionOption(3);
+        core.setConversionOption(Preset::Convert);
         QSignalSpy finished(core.importer(), &ImportPipeline::finished);
         core.importer()->setStagger(0);
         core.importFiles({movie(QStringLiteral("Early.mp4")), movie(QStringLiteral("Late.mp4"))});
         QTRY_COMPARE_WITH_TIMEOUT(core.list()->count(), 1, 10000);
-        core.setConversionOption(4);
+        core.setConversionOption(Preset::ConvertWithSubtitles);
         QVERIFY(finished.wait(30000));
         QCOMPARE(core.list()->itemAt(0).value(ItemKey::displaySubtitleBanner), QVariant(false));
         QCOMPARE(core.list()->itemAt(1).value(ItemKey::displaySubtitleBanner), QVariant(true));
@@ -297,7 +297,7 @@ private Q_SLOTS:
         server.setFailure(route, StandinServer::Failure(failure));
         AppCore core;
         core.applicationDidFinishLaunching();
-        core.setConversionOption(4);
+        core.setConversionOption(Preset::ConvertWithSubtitles);
         QVERIFY(runImport(core, {movie(QStringLiteral("Inception.mp4")), movie(QStringLiteral("Heat.1995.mp4")),
                                  movie(QStringLiteral("The.Dark.Knight.2008.mp4"))}));
         qunsetenv("KINOVELA_HTTP_TIMEOUT_MS");

@@ -1,3 +1,4 @@
+#include "base/SearchLanguage.h"
 #include "base/Diagnostics.h"
 #include "base/LanguageList.h"
 #include "base/UserSettings.h"
@@ -28,12 +29,12 @@ private Q_SLOTS:
     {
         QVERIFY(!UserSettings::conversionOption().has_value());
         QVERIFY(UserSettings::selectedSearchLanguage().isEmpty());
-        QCOMPARE(UserSettings::defaultLanguage(), language("eng", "en", "English"));
+        QCOMPARE(SearchLanguage::defaultLanguage().toMap(), language("eng", "en", "English"));
     }
 
     void storedValuesSurviveANewSettingsObject()
     {
-        UserSettings::storeConversionOption(4);
+        UserSettings::storeConversionOption(Preset::ConvertWithSubtitles);
         UserSettings::storeSelectedSearchLanguage(language("fre", "fr", "French"));
         QSettings settings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela"));
         QCOMPARE(settings.value(QStringLiteral("convertionOptions")).toInt(), 4);
@@ -46,8 +47,8 @@ private Q_SLOTS:
 
     void runOverridesWinAndAreNeverStored()
     {
-        UserSettings::storeConversionOption(2);
-        UserSettings::setRunPreset(4);
+        UserSettings::storeConversionOption(Preset::TagAndMove);
+        UserSettings::setRunPreset(Preset::ConvertWithSubtitles);
         UserSettings::setRunLanguage(language("ger", "de", "German"));
         QCOMPARE(UserSettings::conversionOption().value_or(0), 4);
         QCOMPARE(UserSettings::selectedSearchLanguage().value(QStringLiteral("alpha2")).toString(), QStringLiteral("de"));
@@ -70,7 +71,7 @@ private Q_SLOTS:
             QCOMPARE(map.value(QStringLiteral("alpha2")).toString().size(), 2);
             QVERIFY(!map.value(QStringLiteral("English")).toString().isEmpty());
         }
-        QVERIFY(list.indexOf(UserSettings::defaultLanguage()) >= 0);
+        QVERIFY(list.indexOf(SearchLanguage::defaultLanguage().toMap()) >= 0);
         // Bibliographic codes, not terminology codes.
         QCOMPARE(list.find(QStringLiteral("fr")).value(QStringLiteral("alpha3-b")).toString(), QStringLiteral("fre"));
         QCOMPARE(list.find(QStringLiteral("de")).value(QStringLiteral("alpha3-b")).toString(), QStringLiteral("ger"));

@@ -117,16 +117,16 @@ private Q_SLOTS:
         const QString upper = dir.filePath(QStringLiteral("Movie.MP4"));
         QFile(upper).open(QIODevice::WriteOnly);
         const MovieItem found{{ItemKey::filePath, upper}, {ItemKey::movieFoundStatus, true}};
-        QCOMPARE(ConverterArguments::creationActionForItem(found, 1), CreationAction::TagInPlace);
-        QCOMPARE(ConverterArguments::creationActionForItem(found, 2), CreationAction::TagAndMove);
-        QCOMPARE(ConverterArguments::creationActionForItem(found, 3), CreationAction::Convert);
-        QCOMPARE(ConverterArguments::creationActionForItem(found, 4), CreationAction::Convert);
+        QCOMPARE(ConverterArguments::creationActionForItem(found, Preset(1)), CreationAction::TagInPlace);
+        QCOMPARE(ConverterArguments::creationActionForItem(found, Preset(2)), CreationAction::TagAndMove);
+        QCOMPARE(ConverterArguments::creationActionForItem(found, Preset(3)), CreationAction::Convert);
+        QCOMPARE(ConverterArguments::creationActionForItem(found, Preset(4)), CreationAction::Convert);
         MovieItem unknown = found;
         unknown.insert(ItemKey::movieFoundStatus, false);
-        QCOMPARE(ConverterArguments::creationActionForItem(unknown, 1), CreationAction::Convert);
+        QCOMPARE(ConverterArguments::creationActionForItem(unknown, Preset(1)), CreationAction::Convert);
         MovieItem missing = found;
         missing.insert(ItemKey::filePath, dir.filePath(QStringLiteral("gone.mp4")));
-        QCOMPARE(ConverterArguments::creationActionForItem(missing, 1), CreationAction::Convert);
+        QCOMPARE(ConverterArguments::creationActionForItem(missing, Preset(1)), CreationAction::Convert);
     }
 
     void progressFromConverterOutput_data()

@@ -92,7 +92,7 @@ private:
         CreationBatch batch(&progress);
         QSignalSpy finished(&batch, &CreationBatch::finished);
         Diagnostics::startCapture();
-        batch.creationTaskWithDestinationFolder(destination, items, preset);
+        batch.creationTaskWithDestinationFolder(destination, items, Preset(preset));
         if (whileRunning)
             whileRunning(batch);
         finished.wait(120000);

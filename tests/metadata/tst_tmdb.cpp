@@ -1,6 +1,8 @@
 #include "base/Diagnostics.h"
 #include "base/UserSettings.h"
 #include "metadata/TMDB.h"
+#include "base/ReleaseDate.h"
+#include "base/UsRating.h"
 #include "standin/StandinServer.h"
 #include "standin/TmdbStandin.h"
 #include "support/TestEnvironment.h"
@@ -231,7 +233,7 @@ private Q_SLOTS:
         QFETCH(QString, certification);
         QFETCH(QString, rating);
         QFETCH(QString, badge);
-        const auto [gotRating, gotBadge] = TMDB::ratingForCertification(certification);
+        const auto [gotRating, gotBadge] = UsRating::forCertification(certification);
         QCOMPARE(gotRating, rating);
         QCOMPARE(gotBadge, badge);
         QVERIFY(!ItemImage::fromResource(gotBadge).isNull());
@@ -251,7 +253,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, date);
         QFETCH(QString, beautified);
-        QCOMPARE(TMDB::beautifiedDate(date), beautified);
+        QCOMPARE(ReleaseDate::displayTextOf(date), beautified);
         const MovieItem record = TMDB::matchRecord(
             Json::parse(QJsonDocument(QJsonObject{{QStringLiteral("id"), 1}, {QStringLiteral("title"), QStringLiteral("X")},
                                                   {QStringLiteral("release_date"), date}})

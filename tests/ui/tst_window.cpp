@@ -308,7 +308,7 @@ private Q_SLOTS:
     void saveEndsWithTheAlert()
     {
         QFETCH(int, preset);
-        m_window->core()->setConversionOption(preset);
+        m_window->core()->setConversionOption(Preset(preset));
         // Only identified movies: the unidentified one is removed first.
         m_window->core()->list()->selectRow(2);
         trigger("removeBTN");
