@@ -1,6 +1,6 @@
 #include "app/ImportPipeline.h"
 
-#include "app/MovieItemFacts.h"
+#include "media/MovieItemFacts.h"
 #include "app/MovieListModel.h"
 #include "base/Progress.h"
 #include "base/ServiceConfig.h"

@@ -1,4 +1,4 @@
-#include "app/MovieItemFacts.h"
+#include "media/MovieItemFacts.h"
 #include "app/MovieListModel.h"
 #include "media/FileProbe.h"
 #include "support/TestEnvironment.h"

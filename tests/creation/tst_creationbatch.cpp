@@ -1,4 +1,4 @@
-#include "app/MovieItemFacts.h"
+#include "media/MovieItemFacts.h"
 #include "base/Diagnostics.h"
 #include "base/ItemImage.h"
 #include "base/Progress.h"
