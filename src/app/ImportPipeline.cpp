@@ -1,13 +1,12 @@
 #include "app/ImportPipeline.h"
 
-#include "media/MovieItemFacts.h"
 #include "app/MovieListModel.h"
+#include "app/MovieLookup.h"
 #include "base/Progress.h"
 #include "base/ServiceConfig.h"
 #include "base/UserSettings.h"
 #include "media/FileProbe.h"
-#include "metadata/TMDB.h"
-#include "subtitles/Video.h"
+#include "media/MovieItemFacts.h"
 
 #include <QDir>
 #include <QFutureWatcher>
@@ -110,7 +109,7 @@ void ImportPipeline::runOnlineStages(quint64 generation, int index, int count, M
 {
     const QString movieName = item.value(ItemKey::fileString).toString();
     QPointer<ImportPipeline> self(this);
-    TMDB().getMovieInfo(movieName, [self, generation, index, count, item](const MovieItem &record) {
+    MovieLookup::getMovieInfo(movieName, [self, generation, index, count, item](const MovieItem &record) {
         if (self)
             self->lookedUp(generation, index, count, item, record);
     });
@@ -141,15 +140,11 @@ void ImportPipeline::lookedUp(quint64 generation, int index, int count, MovieIte
         return;
     }
 
-    const Video video(item.value(ItemKey::filePath).toString(), item.value(ItemKey::imdbID).toString(),
-                      item.value(ItemKey::duration).toDouble());
-    video.searchAndDownloadSubtitle(this, [this, generation, index, count, item](const Video &updated) mutable {
+    MovieLookup::fetchSubtitle(item, this, [this, generation, index, count](MovieItem withSubtitle) {
         if (generation != m_generation)
             return;
-        item.insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
-        item.insert(ItemKey::subtitleFound, updated.subStatus == SubtitleStauts::found);
-        item.insert(ItemKey::displaySubtitleBanner, true);
-        finishFile(generation, index, count, &item);
+        withSubtitle.insert(ItemKey::displaySubtitleBanner, true);
+        finishFile(generation, index, count, &withSubtitle);
     });
 }
 

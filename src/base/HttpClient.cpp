@@ -37,6 +37,60 @@ void HttpClient::send(const HttpRequest &request, QObject *context, Completion c
     start(request, QPointer<QObject>(context), context != nullptr, std::move(completion), request.maxRetryAfterSeconds > 0);
 }
 
+namespace {
+
+Status outcomeOf(int status, bool timedOut, QNetworkReply *reply)
+{
+    if (timedOut) {
+        const QString text = QStringLiteral("The request timed out.");
+        return failure(ErrorKind::TimedOut, text, {QStringLiteral("URLError occurred: ") + text});
+    }
+    if (status != 0 && (status < 200 || status > 299)) {
+        const QString text = QStringLiteral("Response status code was unacceptable: %1.").arg(status);
+        return failure(ErrorKind::Refused, text,
+                       {QStringLiteral("Response validation failed: ") + text, QStringLiteral("Failure Reason: ") + text,
+                        QStringLiteral("Response status code was unacceptable: ") + QString::number(status),
+                        QStringLiteral("Underlying error: None")});
+    }
+    if (reply->error() != QNetworkReply::NoError) {
+        const QString text = reply->errorString();
+        return failure(ErrorKind::Network, text, {QStringLiteral("URLError occurred: ") + text});
+    }
+    return {};
+}
+
+bool isJsonType(const QByteArray &contentType)
+{
+    const QByteArray type = contentType.toLower();
+    return type.startsWith("application/json") || type.contains("+json") || type.startsWith("text/javascript");
+}
+
+Outcome<Json> jsonOf(const HttpResponse &response, bool anyContentType)
+{
+    if (!response.ok())
+        return response.outcome.error();
+    if (!anyContentType && !isJsonType(response.contentType)) {
+        const QString received = QString::fromLatin1(response.contentType);
+        const QString text = QStringLiteral("Response content type \"%1\" was unacceptable.").arg(received);
+        return failure(ErrorKind::Invalid, text,
+                       {QStringLiteral("Response validation failed: ") + text, QStringLiteral("Failure Reason: ") + text,
+                        QStringLiteral("Response content type: ") + received
+                            + QStringLiteral(" was unacceptable: application/json"),
+                        QStringLiteral("Underlying error: None")});
+    }
+    QJsonParseError parseError{};
+    const QJsonDocument document = QJsonDocument::fromJson(response.body, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        const QString text = QStringLiteral("JSON could not be serialized because of error: ") + parseError.errorString();
+        return failure(ErrorKind::Invalid, text,
+                       {QStringLiteral("Response serialization failed: ") + text, QStringLiteral("Failure Reason: ") + text,
+                        QStringLiteral("Underlying error: None")});
+    }
+    return Json(document);
+}
+
+} // namespace
+
 static int retryAfterSeconds(const HttpResponse &response, int cap)
 {
     bool ok = false;
@@ -71,14 +125,7 @@ void HttpClient::start(const HttpRequest &request, QPointer<QObject> context, bo
         response.contentType = reply->header(QNetworkRequest::ContentTypeHeader).toByteArray();
         for (const auto &pair : reply->rawHeaderPairs())
             response.headers.append(pair);
-        response.timedOut = *timedOut;
-        if (*timedOut) {
-            response.error = QStringLiteral("The request timed out.");
-        } else if (response.status != 0 && (response.status < 200 || response.status > 299)) {
-            response.error = QStringLiteral("Response status code was unacceptable: %1.").arg(response.status);
-        } else if (reply->error() != QNetworkReply::NoError) {
-            response.error = reply->errorString();
-        }
+        response.outcome = outcomeOf(response.status, *timedOut, reply);
 
         if (response.status == 429 && mayRetry && !*timedOut) {
             const int wait = retryAfterSeconds(response, request.maxRetryAfterSeconds);
@@ -95,22 +142,7 @@ void HttpClient::start(const HttpRequest &request, QPointer<QObject> context, bo
 
 void HttpClient::getJson(const HttpRequest &request, QObject *context, JsonCompletion completion)
 {
-    send(request, context, [completion = std::move(completion)](const HttpResponse &response) {
-        if (!response.ok()) {
-            completion(Json(), response.error);
-            return;
-        }
-        const QByteArray type = response.contentType.toLower();
-        if (!type.startsWith("application/json") && !type.contains("+json") && !type.startsWith("text/javascript")) {
-            completion(Json(), QStringLiteral("Response Content-Type \"%1\" was unacceptable.").arg(QString::fromLatin1(response.contentType)));
-            return;
-        }
-        QJsonParseError parseError{};
-        const QJsonDocument document = QJsonDocument::fromJson(response.body, &parseError);
-        if (parseError.error != QJsonParseError::NoError) {
-            completion(Json(), QStringLiteral("JSON could not be serialized because of error: %1").arg(parseError.errorString()));
-            return;
-        }
-        completion(Json(document), QString());
+    send(request, context, [completion = std::move(completion), anyType = request.anyContentType](const HttpResponse &response) {
+        completion(jsonOf(response, anyType));
     });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Json.h"
+#include "base/Outcome.h"
 
 #include <QByteArray>
 #include <QList>
@@ -25,19 +26,25 @@ struct HttpRequest
     int timeoutMs = 0;
     /** When the answer is 429, wait as its Retry-After header says (capped) and try once more. */
     int maxRetryAfterSeconds = 0;
+    /** getJson: take the body as JSON whatever content type the server names. */
+    bool anyContentType = false;
 };
 
-/** The outcome of one web request. `error` is empty when a 2xx answer arrived. */
+/**
+ * The answer to one web request. `outcome` is a success when a 2xx answer
+ * arrived; otherwise its kind says why not: Refused (a non-2xx status),
+ * TimedOut, or Network (no answer at all).
+ */
 struct HttpResponse
 {
     int status = 0;
     QByteArray body;
     QByteArray contentType;
     QList<QPair<QByteArray, QByteArray>> headers;
-    QString error;
-    bool timedOut = false;
+    Status outcome;
 
-    bool ok() const { return error.isEmpty(); }
+    bool ok() const { return outcome.ok(); }
+    QString errorText() const { return outcome.errorText(); }
     QByteArray header(const QByteArray &name) const;
 };
 
@@ -53,7 +60,7 @@ class HttpClient : public QObject
     Q_OBJECT
 public:
     using Completion = std::function<void(const HttpResponse &)>;
-    using JsonCompletion = std::function<void(const Json &json, const QString &error)>;
+    using JsonCompletion = std::function<void(const Outcome<Json> &json)>;
 
     /** The client of the calling thread (one per thread, created on first use). */
     static HttpClient &forCurrentThread();
@@ -61,8 +68,9 @@ public:
     void send(const HttpRequest &request, QObject *context, Completion completion);
 
     /**
-     * GET that expects JSON: checks 2xx, a JSON content type, and that the
-     * body parses. On failure `json` is null and `error` describes why.
+     * A request that expects JSON: checks 2xx, a JSON content type (unless
+     * the request takes any) and that the body parses. A failure says why in
+     * its text, with the log lines that explain it in its details.
      */
     void getJson(const HttpRequest &request, QObject *context, JsonCompletion completion);
 

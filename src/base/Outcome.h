@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 #include <utility>
@@ -25,6 +26,8 @@ struct Error
 {
     ErrorKind kind = ErrorKind::Failed;
     QString text;
+    /** Further lines for the diagnostics log, when there is more to say than the text. */
+    QStringList details = {};
 };
 
 /**
@@ -78,7 +81,7 @@ private:
 using Status = Outcome<void>;
 
 /** Shorthand for a failure of any Outcome. */
-inline Error failure(ErrorKind kind, QString text)
+inline Error failure(ErrorKind kind, QString text, QStringList details = {})
 {
-    return Error{kind, std::move(text)};
+    return Error{kind, std::move(text), std::move(details)};
 }

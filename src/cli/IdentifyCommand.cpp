@@ -1,7 +1,7 @@
 #include "base/Diagnostics.h"
 #include "cli/CliSupport.h"
 #include "cli/Commands.h"
-#include "metadata/TMDB.h"
+#include "app/MovieLookup.h"
 
 #include <QEventLoop>
 #include <QJsonArray>
@@ -47,7 +47,7 @@ int identify(const QStringList &arguments)
     int outstanding = int(parsed.positional.size());
     QEventLoop loop;
     for (qsizetype i = 0; i < parsed.positional.size(); ++i) {
-        TMDB().getMovieInfo(parsed.positional.at(i), [&, i](const MovieItem &record) {
+        MovieLookup::getMovieInfo(parsed.positional.at(i), [&, i](const MovieItem &record) {
             records[i] = record;
             if (--outstanding == 0)
                 loop.quit();

@@ -1,6 +1,6 @@
 #include "cli/CliSupport.h"
 #include "cli/Commands.h"
-#include "metadata/TMDB.h"
+#include "app/MovieLookup.h"
 
 #include <QEventLoop>
 #include <QJsonArray>
@@ -24,7 +24,7 @@ int search(const QStringList &arguments)
     QList<MovieItem> candidates;
     bool done = false;
     QEventLoop loop;
-    TMDB().getMovieListForSearchString(parsed.positional.constFirst(), [&](const QList<MovieItem> &records) {
+    MovieLookup::searchCandidates(parsed.positional.constFirst(), [&](const QList<MovieItem> &records) {
         candidates = records;
         done = true;
         loop.quit();

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "base/Candidates.h"
 #include "base/ItemImage.h"
 #include "base/Json.h"
 #include "base/MovieItemKeys.h"
+#include "base/Outcome.h"
 
 #include <QList>
 #include <QString>
@@ -10,70 +12,57 @@
 
 #include <functional>
 
-struct HttpResponse;
+struct HttpRequest;
 
 /**
- * The client of The Movie Database (API v3) and of the iTunes store genre
- * lookup: identifies a movie from a file name, fetches its details, genre
- * and posters.
+ * The requests to The Movie Database (API v3) and their addresses: movie
+ * search, the search list, details, poster choices and posters. The
+ * answers are read by TmdbAnswers; identifying a movie from a file name is
+ * the recipe of MovieLookup, built on these requests.
  *
  * Every call returns at once and calls its completion exactly once, on the
- * main thread, also when a request fails (with the not-found record, the
- * record as far as it got, the TMDb genre or an empty list). Nothing
- * blocks: posters are downloaded asynchronously too. A TMDB object may be
- * destroyed right after a call; each call carries its own state.
+ * main thread, also when a request fails (with the defaults of the record,
+ * an empty list or the "pnf" picture). A TMDB object may be destroyed right
+ * after a call; each call carries its own state.
  */
 class TMDB
 {
 public:
+    /** A client with the configured key (KINOVELA_TMDB_API_KEY or the application's own). */
     TMDB();
+    explicit TMDB(QString apiKey);
 
-    /** The TMDb API key (KINOVELA_TMDB_API_KEY or the application's own). */
-    QString API_KEY;
-
+    using JsonCompletion = std::function<void(const Outcome<Json> &answer)>;
     using RecordCompletion = std::function<void(const MovieItem &record)>;
     using RecordListCompletion = std::function<void(const QList<MovieItem> &records)>;
+    using PosterCompletion = std::function<void(const ItemImage &poster)>;
 
-    /** Match (exact title, then closest title) merged with details and genre, or the not-found record. */
-    void getMovieInfo(const QString &movieName, RecordCompletion completion);
+    /** The search answer for @p query in the language @p alpha2. */
+    void searchMovies(const QString &query, const QString &alpha2, JsonCompletion completion) const;
     /** Every result of one search as a match record (small posters), in TMDb's order. */
-    void getMovieListForSearchString(const QString &searchString, RecordListCompletion completion);
+    void getMovieListForSearchString(const QString &searchString, RecordListCompletion completion) const;
     /** The 13-entry details record (the defaults when the request fails). */
-    void getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion completion);
-    /** The genre record: the store's genre of the movie's year, else the TMDb genre. */
-    void getGenreFromiTunesStoreWithMovieTitle(const QString &movieTitle, const QString &movieReleaseYear,
-                                               const QString &tmdbGenre, RecordCompletion completion);
-    /** Poster choices ("posterImage", "moviePosterPath") in the search language. */
-    void getThumbnailsWithTmdbID(qint64 tmdbID, RecordListCompletion completion);
+    void getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion completion) const;
+    /** Poster choices in the search language, with small pictures. */
+    void getThumbnailsWithTmdbID(qint64 tmdbID, std::function<void(const QList<PosterChoice> &)> completion) const;
     /** The full-size poster, or "pnf". */
-    void getHighResPosterWithPosterPath(const QString &posterPath, std::function<void(const ItemImage &)> completion);
+    static void getHighResPosterWithPosterPath(const QString &posterPath, PosterCompletion completion);
+    /** The poster at @p size ("original", "w154", "w92"), or "pnf" when it cannot be had. */
+    static void getPoster(const QString &size, const QString &posterPath, PosterCompletion completion);
 
     /** Runs `closure` on the main thread after `seconds`. */
     static void delay(double seconds, std::function<void()> closure);
-    /** Writes the store's movie subgenres to the diagnostics (a diagnostic aid). */
-    static void getGenreList();
 
-    // Pure parts, for tests.
-    static MovieItem notFoundRecord();
-    static MovieItem defaultDetailsRecord();
     /** Percent-encoding with the URL query-allowed set: '&', '=', '?' stay as they are. */
     static QString encodeQueryText(const QString &text);
-    /** The details record of a movie details answer. */
-    static MovieItem parseDetails(const Json &answer);
-    /** The index of the exact-title result, or -1. */
-    static qsizetype exactTitleIndex(const Json &answer, const QString &movieName);
-    /** The index of the result whose title + year is closest to the name (first on ties), or -1. */
-    static qsizetype closestTitleIndex(const Json &answer, const QString &movieName);
-    /** The match record of one search result (without its poster image). */
-    static MovieItem matchRecord(const Json &result, const QString &languageName, bool emptyLanguageWhenNoId);
-    /** The genre record from a store answer. */
-    static MovieItem parseGenre(const Json &answer, const QString &movieReleaseYear, const QString &tmdbGenre);
-    /** The poster paths in the search language, in TMDb's order. */
-    static QStringList posterPathsInLanguage(const Json &answer, const QString &alpha2);
+    /** A request for a JSON answer of TMDb or the store: JSON accepted, one retry after a 429. */
+    static HttpRequest jsonRequest(const QUrl &url);
 
     QUrl searchUrl(const QString &query, const QString &alpha2) const;
     QUrl detailsUrl(qint64 tmdbID, const QString &alpha2) const;
     QUrl postersUrl(qint64 tmdbID, const QString &alpha2) const;
     static QUrl imageUrl(const QString &size, const QString &posterPath);
-    static QUrl genreSearchUrl(const QString &movieTitle);
+
+private:
+    QString m_apiKey;
 };

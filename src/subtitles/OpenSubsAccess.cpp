@@ -133,18 +133,20 @@ std::optional<SubtitleChoice> OpenSubsAccess::closestToEndChoice(const QVariantM
     return choiceOf(data.at(best).toMap());
 }
 
-QList<QVariantMap> OpenSubsAccess::listRecords(const QVariantMap &answer)
+QList<SubtitleCandidate> OpenSubsAccess::listRecords(const QVariantMap &answer)
 {
-    QList<QVariantMap> records;
+    QList<SubtitleCandidate> records;
     for (const QVariant &item : dataOf(answer)) {
         const QVariantMap entry = item.toMap();
         if (entry.value(QStringLiteral("SubFormat")).toString() != QLatin1String("srt"))
             continue;
-        records.append({{QStringLiteral("subtitleFileName"), entry.value(QStringLiteral("SubFileName")).toString()},
-                        {QStringLiteral("subtitleUploaderName"), entry.value(QStringLiteral("UserNickName")).toString()},
-                        {QStringLiteral("subtitleApproximateTime"), entry.value(QStringLiteral("SubLastTS")).toString()},
-                        {QStringLiteral("subtitleFileID"), entry.value(QStringLiteral("IDSubtitleFile")).toString()},
-                        {QStringLiteral("subtitleFormat"), entry.value(QStringLiteral("SubFormat")).toString()}});
+        const std::optional<SubtitleChoice> choice = choiceOf(entry);
+        if (!choice)
+            continue;
+        records.append(SubtitleCandidate{entry.value(QStringLiteral("SubFileName")).toString(),
+                                         entry.value(QStringLiteral("UserNickName")).toString(),
+                                         entry.value(QStringLiteral("SubLastTS")).toString(), choice->fileID,
+                                         choice->format});
     }
     return records;
 }
@@ -193,7 +195,7 @@ void OpenSubsAccess::searchSubtitleByIMDB(const QString &imdbID, double movieDur
                       });
 }
 
-void OpenSubsAccess::searchSubtitleList(const QString &imdbID, std::function<void(const QList<QVariantMap> &)> completion)
+void OpenSubsAccess::searchSubtitleList(const QString &imdbID, std::function<void(const QList<SubtitleCandidate> &)> completion)
 {
     if (!token || imdbID.isEmpty()) {
         completion({});
@@ -203,7 +205,7 @@ void OpenSubsAccess::searchSubtitleList(const QString &imdbID, std::function<voi
     sendXMLRPCRequest(Constants::OSMethods::searchSubtitles(),
                       {*token, QVariantList{imdbQuery(searchLanguage(), imdbID)}},
                       [self, completion](const std::optional<QVariantMap> &answer) {
-                          completion(answer ? listRecords(*answer) : QList<QVariantMap>());
+                          completion(answer ? listRecords(*answer) : QList<SubtitleCandidate>());
                       });
 }
 

@@ -34,7 +34,7 @@ public:
                               std::function<void(std::optional<SubtitleChoice>)> completion) override;
     void searchSubtitleByIMDB(const QString &imdbID, double movieDurationInSeconds,
                               std::function<void(std::optional<SubtitleChoice>)> completion) override;
-    void searchSubtitleList(const QString &imdbID, std::function<void(const QList<QVariantMap> &)> completion) override;
+    void searchSubtitleList(const QString &imdbID, std::function<void(const QList<SubtitleCandidate> &)> completion) override;
     void downloadSubtitle(qint64 fileID, std::function<void(const QByteArray &content)> completion) override;
 
     /** One method call; the answer's top-level structure, or nothing (transport error, fault, not a structure). */
@@ -48,7 +48,7 @@ public:
     static std::optional<SubtitleChoice> firstChoice(const QVariantMap &answer);
     /** The "srt" entry whose last line ends closest before the movie's end (within 5000 s), else the first entry. */
     static std::optional<SubtitleChoice> closestToEndChoice(const QVariantMap &answer, double movieDurationInSeconds);
-    static QList<QVariantMap> listRecords(const QVariantMap &answer);
+    static QList<SubtitleCandidate> listRecords(const QVariantMap &answer);
     /** The subtitle bytes of a download answer: base64 decoded and, when gzip, inflated (capped). */
     static QByteArray downloadedContent(const QVariantMap &answer);
 };

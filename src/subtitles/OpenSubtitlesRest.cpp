@@ -94,20 +94,17 @@ std::optional<SubtitleChoice> OpenSubtitlesRest::firstResult(const Json &answer)
     return std::nullopt;
 }
 
-QList<QVariantMap> OpenSubtitlesRest::listRecords(const Json &answer)
+QList<SubtitleCandidate> OpenSubtitlesRest::listRecords(const Json &answer)
 {
-    QList<QVariantMap> records;
+    QList<SubtitleCandidate> records;
     const Json data = answer["data"];
     for (qsizetype i = 0; i < data.count(); ++i) {
         const Json attributes = data[i]["attributes"];
         const std::optional<qint64> id = attributes["files"][0]["file_id"].optionalInteger();
         if (!id)
             continue;
-        records.append({{QStringLiteral("subtitleFileName"), attributes["release"].text()},
-                        {QStringLiteral("subtitleUploaderName"), attributes["uploader"]["name"].text()},
-                        {QStringLiteral("subtitleApproximateTime"), QString()},
-                        {QStringLiteral("subtitleFileID"), QString::number(*id)},
-                        {QStringLiteral("subtitleFormat"), QStringLiteral("srt")}});
+        records.append(SubtitleCandidate{attributes["release"].text(), attributes["uploader"]["name"].text(), QString(),
+                                         *id, QStringLiteral("srt")});
     }
     return records;
 }
@@ -129,9 +126,9 @@ QString OpenSubtitlesRest::failureCause(const HttpResponse &response)
     }
     if (response.status >= 500)
         return QStringLiteral("OpenSubtitles server error (%1)").arg(response.status);
-    if (response.timedOut)
+    if (response.outcome.errorKind() == ErrorKind::TimedOut)
         return QStringLiteral("OpenSubtitles did not answer in time");
-    return QStringLiteral("OpenSubtitles request failed: ") + response.error;
+    return QStringLiteral("OpenSubtitles request failed: ") + response.errorText();
 }
 
 HttpRequest OpenSubtitlesRest::request(const QString &path) const
@@ -213,7 +210,7 @@ void OpenSubtitlesRest::searchSubtitleByIMDB(const QString &imdbID, double movie
            [completion](const Json &answer) { completion(firstResult(answer)); });
 }
 
-void OpenSubtitlesRest::searchSubtitleList(const QString &imdbID, std::function<void(const QList<QVariantMap> &)> completion)
+void OpenSubtitlesRest::searchSubtitleList(const QString &imdbID, std::function<void(const QList<SubtitleCandidate> &)> completion)
 {
     const QString number = imdbNumber(imdbID);
     if (number.isEmpty()) {

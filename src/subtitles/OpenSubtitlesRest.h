@@ -26,7 +26,7 @@ public:
                               std::function<void(std::optional<SubtitleChoice>)> completion) override;
     void searchSubtitleByIMDB(const QString &imdbID, double movieDurationInSeconds,
                               std::function<void(std::optional<SubtitleChoice>)> completion) override;
-    void searchSubtitleList(const QString &imdbID, std::function<void(const QList<QVariantMap> &)> completion) override;
+    void searchSubtitleList(const QString &imdbID, std::function<void(const QList<SubtitleCandidate> &)> completion) override;
     void downloadSubtitle(qint64 fileID, std::function<void(const QByteArray &content)> completion) override;
 
     std::optional<QString> token;
@@ -39,7 +39,7 @@ public:
     static QString canonicalQuery(const QList<std::pair<QString, QString>> &parameters);
     static std::optional<SubtitleChoice> firstHashMatch(const Json &answer);
     static std::optional<SubtitleChoice> firstResult(const Json &answer);
-    static QList<QVariantMap> listRecords(const Json &answer);
+    static QList<SubtitleCandidate> listRecords(const Json &answer);
     /** Why a request failed, for the diagnostic line. */
     static QString failureCause(const HttpResponse &response);
 

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QVariantMap>
 
+#include "base/Candidates.h"
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -33,8 +35,8 @@ public:
                                       std::function<void(std::optional<SubtitleChoice>)> completion) = 0;
     virtual void searchSubtitleByIMDB(const QString &imdbID, double movieDurationInSeconds,
                                       std::function<void(std::optional<SubtitleChoice>)> completion) = 0;
-    /** Records "subtitleFileName", "subtitleUploaderName", "subtitleApproximateTime", "subtitleFileID", "subtitleFormat". */
-    virtual void searchSubtitleList(const QString &imdbID, std::function<void(const QList<QVariantMap> &)> completion) = 0;
+    /** The candidates for the subtitle window, in the service's order. */
+    virtual void searchSubtitleList(const QString &imdbID, std::function<void(const QList<SubtitleCandidate> &)> completion) = 0;
     virtual void downloadSubtitle(qint64 fileID, std::function<void(const QByteArray &content)> completion) = 0;
 
     /** The configured service for one lookup. */

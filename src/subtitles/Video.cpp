@@ -155,12 +155,12 @@ void Video::downloadSubtitleWithFileID(const QString &fileID, const QString &ext
 }
 
 void Video::getSubtitleList(const QString &imdbID, QObject *context,
-                            std::function<void(const QList<QVariantMap> &)> completion)
+                            std::function<void(const QList<SubtitleCandidate> &)> completion)
 {
     QPointer<QObject> guard(context);
     auto provider = SubtitleProvider::create();
     provider->logIn([provider, imdbID, guard, completion](bool) {
-        provider->searchSubtitleList(imdbID, [provider, guard, completion](const QList<QVariantMap> &records) {
+        provider->searchSubtitleList(imdbID, [provider, guard, completion](const QList<SubtitleCandidate> &records) {
             if (guard)
                 completion(records);
         });

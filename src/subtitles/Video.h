@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Candidates.h"
+
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -58,7 +60,7 @@ public:
                                     Completion completion) const;
     /** The candidates for the subtitle window. */
     static void getSubtitleList(const QString &imdbID, QObject *context,
-                                std::function<void(const QList<QVariantMap> &)> completion);
+                                std::function<void(const QList<SubtitleCandidate> &)> completion);
 
     /** Saves `content` as the subtitle with extension `ext`; found when the file then exists. */
     void save(const QByteArray &content, const QString &ext);

@@ -2,6 +2,7 @@
 
 #include "app/AppCore.h"
 #include "app/MetadataEditing.h"
+#include "app/MovieLookup.h"
 #include "app/MovieListModel.h"
 #include "base/Diagnostics.h"
 #include "base/ItemImage.h"
@@ -10,7 +11,6 @@
 #include "base/UsRating.h"
 #include "metadata/TMDB.h"
 #include "subtitles/SubtitleCredentials.h"
-#include "subtitles/Video.h"
 #include "ui/DADImageView.h"
 
 #include <QAction>
@@ -517,7 +517,7 @@ void AppDelegate::searchBTN_InsideSearchWindow_clicked()
     m_searchCandidates.clear();
     const quint64 generation = ++m_searchGeneration;
     QPointer<AppDelegate> self(this);
-    TMDB().getMovieListForSearchString(m_searchStringTF->text(), [self, generation](const QList<MovieItem> &records) {
+    MovieLookup::searchCandidates(m_searchStringTF->text(), [self, generation](const QList<MovieItem> &records) {
         if (self && generation == self->m_searchGeneration)
             self->fillSearchResults(records);
     });
@@ -531,71 +531,16 @@ void AppDelegate::okBTN_InsideSearchWindow_clicked()
         m_moiveSearchWindow->accept();
         return;
     }
-    const MovieItem candidate = m_searchCandidates.at(row);
-    m_workingCopy = *selected;
-    m_workingCopy.insert(ItemKey::searchString, m_searchStringTF->text());
-    for (const QString &key :
-         {ItemKey::movieTitle, ItemKey::movieTMDBID, ItemKey::movieReleaseDate_YYYYhMMhDD,
-          ItemKey::movieReleaseDate_BEAUTIFIED, ItemKey::movieReleaseYear, ItemKey::moviePosterPath,
-          ItemKey::movieFoundStatus, ItemKey::movieLanguage})
-        m_workingCopy.insert(key, candidate.value(key));
-    m_workingCopy.insert(ItemKey::searchString, candidate.value(ItemKey::movieTitle));
     m_moiveSearchWindow->setEnabled(false);
-
     QPointer<AppDelegate> self(this);
-    const qint64 tmdbID = candidate.value(ItemKey::movieTMDBID).toLongLong();
-    TMDB().getHighResPosterWithPosterPath(candidate.value(ItemKey::moviePosterPath).toString(), [self, tmdbID](
-                                                                                                   const ItemImage &poster) {
-        if (!self)
-            return;
-        self->m_workingCopy.insert(ItemKey::moviePoster, QVariant::fromValue(poster));
-        TMDB().getMoreMovieDataWithMovieTMDBID(tmdbID, [self](const MovieItem &details) {
-            if (!self)
-                return;
-            for (const QString &key :
-                 {ItemKey::movieProducers, ItemKey::movieCast, ItemKey::movieComposers, ItemKey::movieTagline,
-                  ItemKey::movieScreenwriters, ItemKey::movieStudios, ItemKey::movieOverview, ItemKey::movieDirectors,
-                  ItemKey::movieCountry, ItemKey::movieRating_US, ItemKey::tmdbGenre, ItemKey::imdbID})
-                self->m_workingCopy.insert(key, details.value(key));
-            const QString imdbID = details.value(ItemKey::imdbID).toString();
-            if (!imdbID.isEmpty() && Presets::fetchesSubtitles(self->m_core->conversionOption())) {
-                const Video video(self->m_workingCopy.value(ItemKey::filePath).toString(), imdbID,
-                                  self->m_workingCopy.value(ItemKey::duration).toDouble());
-                video.searchAndDownloadSubtitle(self, [self, details](const Video &updated) {
-                    self->m_workingCopy.insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
-                    self->m_workingCopy.insert(ItemKey::subtitleFound, updated.subStatus == SubtitleStauts::found);
-                    self->applyGenre(details);
-                });
-                return;
-            }
-            self->applyGenre(details);
-        });
-    });
-}
-
-void AppDelegate::applyGenre(const MovieItem &details)
-{
-    if (!details.value(ItemKey::movieRating_US).toString().isEmpty())
-        m_workingCopy.insert(ItemKey::movieRating_US_Icon, details.value(ItemKey::movieRating_US_Icon));
-    QPointer<AppDelegate> self(this);
-    TMDB().getGenreFromiTunesStoreWithMovieTitle(
-        m_workingCopy.value(ItemKey::movieTitle).toString(), m_workingCopy.value(ItemKey::movieReleaseYear).toString(),
-        details.value(ItemKey::tmdbGenre).toString(), [self](const MovieItem &genre) {
-            if (!self)
-                return;
-            self->m_workingCopy.insert(ItemKey::movieGenre, genre.value(ItemKey::movieGenre));
-            self->m_workingCopy.insert(ItemKey::genreFound, genre.value(ItemKey::genreFound));
-            self->finishSearchApply();
-        });
-}
-
-void AppDelegate::finishSearchApply()
-{
-    m_core->list()->replaceSelected(m_workingCopy);
-    selectionChanged();
-    m_moiveSearchWindow->setEnabled(true);
-    m_moiveSearchWindow->accept();
-    Q_EMIT sheetFinished(QStringLiteral("moiveSearchWindow"));
+    MovieLookup::applyCandidate(*selected, m_searchCandidates.at(row), m_core->conversionOption(), this,
+                                [self](const MovieItem &chosen) {
+                                    self->m_core->list()->replaceSelected(chosen);
+                                    self->selectionChanged();
+                                    self->m_moiveSearchWindow->setEnabled(true);
+                                    self->m_moiveSearchWindow->accept();
+                                    Q_EMIT self->sheetFinished(QStringLiteral("moiveSearchWindow"));
+                                });
 }
 
 void AppDelegate::cancelBTN_InsideSearchWindow_clicked()
@@ -612,22 +557,17 @@ void AppDelegate::changeSubtitleBTN_clicked()
     if (!item)
         return;
     QPointer<AppDelegate> self(this);
-    Video::getSubtitleList(item->value(ItemKey::imdbID).toString(), this, [self](const QList<QVariantMap> &records) {
-        QList<QVariantMap> sorted = records;
-        std::stable_sort(sorted.begin(), sorted.end(), [](const QVariantMap &a, const QVariantMap &b) {
-            return a.value(QStringLiteral("subtitleApproximateTime")).toString()
-                > b.value(QStringLiteral("subtitleApproximateTime")).toString();
-        });
-        self->m_subtitleCandidates = sorted;
+    MovieLookup::getSubtitleList(*item, this, [self](const QList<SubtitleCandidate> &candidates) {
+        self->m_subtitleCandidates = candidates;
         self->m_subtitleResults->setRowCount(0);
-        self->m_subtitleResults->setRowCount(int(sorted.size()));
-        for (int row = 0; row < sorted.size(); ++row) {
-            const QVariantMap &record = sorted.at(row);
-            self->m_subtitleResults->setItem(row, 0, new QTableWidgetItem(record.value(QStringLiteral("subtitleFileName")).toString()));
-            self->m_subtitleResults->setItem(row, 1, new QTableWidgetItem(record.value(QStringLiteral("subtitleUploaderName")).toString()));
-            self->m_subtitleResults->setItem(row, 2, new QTableWidgetItem(record.value(QStringLiteral("subtitleApproximateTime")).toString()));
+        self->m_subtitleResults->setRowCount(int(candidates.size()));
+        for (int row = 0; row < candidates.size(); ++row) {
+            const SubtitleCandidate &candidate = candidates.at(row);
+            self->m_subtitleResults->setItem(row, 0, new QTableWidgetItem(candidate.fileName));
+            self->m_subtitleResults->setItem(row, 1, new QTableWidgetItem(candidate.uploaderName));
+            self->m_subtitleResults->setItem(row, 2, new QTableWidgetItem(candidate.approximateTime));
         }
-        if (!sorted.isEmpty())
+        if (!candidates.isEmpty())
             self->m_subtitleResults->selectRow(0);
         self->m_subtitleSearchWindow->open();
         Q_EMIT self->sheetFinished(QStringLiteral("subtitleResults"));
@@ -640,21 +580,12 @@ void AppDelegate::downloadBTN_Inside_SubtitleSearchWindow_clicked()
     const int row = m_subtitleResults->currentRow();
     if (!item || row < 0 || row >= m_subtitleCandidates.size())
         return;
-    const Video video(item->value(ItemKey::filePath).toString(), item->value(ItemKey::imdbID).toString(),
-                      item->value(ItemKey::duration).toDouble());
-    const QString fileID = m_subtitleCandidates.at(row).value(QStringLiteral("subtitleFileID")).toString();
     m_subtitleSearchWindow->setEnabled(false);
     QPointer<AppDelegate> self(this);
-    video.downloadSubtitleWithFileID(fileID, QStringLiteral("srt"), this, [self](const Video &updated) {
-        Diagnostics::write(updated.downloadedSubtitlePath);
+    MovieLookup::applySubtitle(*item, m_subtitleCandidates.at(row), this, [self](const std::optional<MovieItem> &updated) {
         // The chosen subtitle is the one the movie gets when it is converted.
-        if (updated.subStatus == SubtitleStauts::found) {
-            if (std::optional<MovieItem> current = self->m_core->list()->selectedItem()) {
-                current->insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
-                current->insert(ItemKey::subtitleFound, true);
-                self->m_core->list()->replaceSelected(*current);
-            }
-        }
+        if (updated && self->m_core->list()->selectedItem())
+            self->m_core->list()->replaceSelected(*updated);
         self->m_subtitleSearchWindow->setEnabled(true);
         self->m_subtitleSearchWindow->accept();
         Q_EMIT self->sheetFinished(QStringLiteral("subtitleSearchWindow"));
@@ -765,15 +696,14 @@ void AppDelegate::changePosterBTN_insideMetadataWindow_clicked()
     if (!item)
         return;
     QPointer<AppDelegate> self(this);
-    TMDB().getThumbnailsWithTmdbID(item->value(ItemKey::movieTMDBID).toLongLong(), [self](const QList<MovieItem> &posters) {
+    TMDB().getThumbnailsWithTmdbID(item->value(ItemKey::movieTMDBID).toLongLong(), [self](const QList<PosterChoice> &posters) {
         if (!self)
             return;
         self->m_posterCandidates = posters;
         self->m_postersList->clear();
-        for (const MovieItem &poster : posters) {
-            auto *entry = new QListWidgetItem(QIcon(pixmapOf(poster.value(QStringLiteral("posterImage")), QSize(92, 138))),
-                                              QString());
-            entry->setToolTip(poster.value(ItemKey::moviePosterPath).toString());
+        for (const PosterChoice &poster : posters) {
+            auto *entry = new QListWidgetItem(QIcon(QPixmap::fromImage(poster.thumbnail.decode(QSize(92, 138)))), QString());
+            entry->setToolTip(poster.posterPath);
             self->m_postersList->addItem(entry);
         }
         if (!posters.isEmpty())
@@ -790,7 +720,7 @@ void AppDelegate::okBTN_insidePosterSearchWindow_clicked()
         return;
     m_posterSearchWindow->setEnabled(false);
     QPointer<AppDelegate> self(this);
-    TMDB().getHighResPosterWithPosterPath(m_posterCandidates.at(row).value(ItemKey::moviePosterPath).toString(),
+    TMDB::getHighResPosterWithPosterPath(m_posterCandidates.at(row).posterPath,
                                           [self](const ItemImage &poster) {
                                               if (!self)
                                                   return;

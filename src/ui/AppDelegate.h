@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Candidates.h"
 #include "base/MovieItemKeys.h"
 #include "creation/CreationBatch.h"
 
@@ -95,8 +96,6 @@ private:
     void selectionChanged();
     void showSelectedPoster();
     void fillSearchResults(const QList<MovieItem> &records);
-    void applyGenre(const MovieItem &details);
-    void finishSearchApply();
     void showCreationAlert(const QList<CreationResult> &results);
 
     AppCore *m_core;
@@ -122,12 +121,11 @@ private:
     QLineEdit *m_searchStringTF = nullptr;
     QTableWidget *m_searchResults = nullptr;
     QList<MovieItem> m_searchCandidates;
-    MovieItem m_workingCopy;
     quint64 m_searchGeneration = 0;
 
     QDialog *m_subtitleSearchWindow = nullptr;
     QTableWidget *m_subtitleResults = nullptr;
-    QList<QVariantMap> m_subtitleCandidates;
+    QList<SubtitleCandidate> m_subtitleCandidates;
 
     QDialog *m_editMetadataWindow = nullptr;
     QLineEdit *m_editMovieTitleTF = nullptr;
@@ -152,7 +150,7 @@ private:
 
     QDialog *m_posterSearchWindow = nullptr;
     QListWidget *m_postersList = nullptr;
-    QList<MovieItem> m_posterCandidates;
+    QList<PosterChoice> m_posterCandidates;
 
     QMessageBox *m_alert = nullptr;
 };

@@ -1,8 +1,8 @@
-#include "base/Diagnostics.h"
-#include "base/UserSettings.h"
-#include "metadata/TMDB.h"
 #include "base/ReleaseDate.h"
 #include "base/UsRating.h"
+#include "metadata/StoreGenre.h"
+#include "metadata/TMDB.h"
+#include "metadata/TmdbAnswers.h"
 #include "standin/StandinServer.h"
 #include "standin/TmdbStandin.h"
 #include "support/TestEnvironment.h"
@@ -26,24 +26,6 @@ class TestTmdb : public QObject
 private:
     StandinServer *m_server = nullptr;
 
-    struct Answer
-    {
-        int calls = 0;
-        MovieItem record;
-    };
-
-    Answer identify(const QString &name)
-    {
-        auto answer = std::make_shared<Answer>();
-        TMDB().getMovieInfo(name, [answer](const MovieItem &record) {
-            ++answer->calls;
-            answer->record = record;
-        });
-        (void)QTest::qWaitFor([answer] { return answer->calls > 0; }, 20000);
-        QTest::qWait(30);
-        return *answer;
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -61,126 +43,27 @@ private Q_SLOTS:
         qunsetenv("KINOVELA_HTTP_TIMEOUT_MS");
     }
 
-    void exactTitleNeedsOneSearch()
-    {
-        const Answer answer = identify(QStringLiteral("Inception"));
-        QCOMPARE(answer.calls, 1);
-        QCOMPARE(m_server->requests(QStringLiteral("search")).size(), 1);
-        const MovieItem &r = answer.record;
-        QCOMPARE(r.value(ItemKey::movieTitle).toString(), QStringLiteral("Inception"));
-        QCOMPARE(r.value(ItemKey::movieTMDBID).toLongLong(), 27205);
-        QCOMPARE(r.value(ItemKey::movieReleaseDate_BEAUTIFIED).toString(), QStringLiteral("Jul 15, 2010"));
-        QCOMPARE(r.value(ItemKey::movieReleaseYear).toString(), QStringLiteral("2010"));
-        QCOMPARE(r.value(ItemKey::movieLanguage).toString(), QStringLiteral("English"));
-        QCOMPARE(r.value(ItemKey::movieFoundStatus).toBool(), true);
-        QCOMPARE(r.value(ItemKey::movieRating_US).toString(), QStringLiteral("mpaa|PG-13|300|"));
-        QCOMPARE(r.value(ItemKey::movieRating_US_Icon).value<ItemImage>().resourceName(), QStringLiteral("PG-13"));
-        QCOMPARE(r.value(ItemKey::imdbID).toString(), QStringLiteral("tt1375666"));
-        QCOMPARE(r.value(ItemKey::movieGenre).toString(), QStringLiteral("Sci-Fi & Fantasy"));
-        QCOMPARE(r.value(ItemKey::genreFound).toBool(), true);
-        QCOMPARE(r.value(ItemKey::movieCast).toString().split(QLatin1Char('\n')).size(), 5);
-        const ItemImage poster = r.value(ItemKey::moviePoster).value<ItemImage>();
-        QVERIFY(poster.resourceName().isEmpty());
-        QCOMPARE(poster.format(), QByteArray("jpeg"));
-        // The request carries the key and the language, and the poster is the original size.
-        const StandinServer::Request search = m_server->requests(QStringLiteral("search")).constFirst();
-        QCOMPARE(search.query.queryItemValue(QStringLiteral("language")), QStringLiteral("en"));
-        QCOMPARE(m_server->requests(QStringLiteral("image")).constFirst().path, QStringLiteral("/t/p/original/inception.jpg"));
-    }
-
-    void closestTitleWinsOnTheSecondPass()
-    {
-        const Answer answer = identify(QStringLiteral("The.Dark.Knight.2008"));
-        QCOMPARE(answer.record.value(ItemKey::movieTitle).toString(), QStringLiteral("The Dark Knight"));
-        const QList<StandinServer::Request> searches = m_server->requests(QStringLiteral("search"));
-        QCOMPARE(searches.size(), 2);
-        QCOMPARE(searches.at(1).query.queryItemValue(QStringLiteral("query"), QUrl::FullyDecoded),
-                 QStringLiteral("The Dark Knight 2008"));
-        // No store result of the year: the TMDb genre is used.
-        QCOMPARE(identify(QStringLiteral("Heat.1995")).record.value(ItemKey::movieGenre).toString(), QStringLiteral("Action"));
-    }
-
     void closestCandidateRules()
     {
         const Json results = json(R"({"total_results": 3, "results": [
             {"title": "Alien", "release_date": "1979-05-25"},
             {"title": "Aliens", "release_date": "1986-07-18"},
             {"title": "Alien", "release_date": "1979-05-25"}]})");
-        QCOMPARE(TMDB::closestTitleIndex(results, QStringLiteral("Alien1979")), 0); // ties go to the first
-        QCOMPARE(TMDB::closestTitleIndex(results, QStringLiteral("Aliens.1986")), 1);
+        QCOMPARE(TmdbAnswers::closestTitleIndex(results, QStringLiteral("Alien1979")), 0); // ties go to the first
+        QCOMPARE(TmdbAnswers::closestTitleIndex(results, QStringLiteral("Aliens.1986")), 1);
         const Json noDate = json(R"({"results": [{"title": "Heat"}, {"title": "Heat", "release_date": "1995-12-15"}]})");
-        QCOMPARE(TMDB::closestTitleIndex(noDate, QStringLiteral("Heat")), 0);
-        QCOMPARE(TMDB::exactTitleIndex(json(R"({"total_results": 10000, "results": [{"title": "Heat"}]})"),
+        QCOMPARE(TmdbAnswers::closestTitleIndex(noDate, QStringLiteral("Heat")), 0);
+        QCOMPARE(TmdbAnswers::exactTitleIndex(json(R"({"total_results": 10000, "results": [{"title": "Heat"}]})"),
                                        QStringLiteral("Heat")),
                  -1);
-        QCOMPARE(TMDB::exactTitleIndex(json(R"({"total_results": 2, "results": [{"title": "heat"}, {"title": "Heat"}]})"),
+        QCOMPARE(TmdbAnswers::exactTitleIndex(json(R"({"total_results": 2, "results": [{"title": "heat"}, {"title": "Heat"}]})"),
                                        QStringLiteral("Heat")),
                  1);
     }
 
-    void notFoundGivesTheNineEntryRecord()
-    {
-        Diagnostics::startCapture();
-        const Answer answer = identify(QStringLiteral("Nothing.At.All"));
-        const QStringList lines = Diagnostics::stopCapture();
-        QCOMPARE(answer.calls, 1);
-        QCOMPARE(answer.record, TMDB::notFoundRecord());
-        QCOMPARE(answer.record.size(), 9);
-        QCOMPARE(answer.record.value(ItemKey::moviePoster).value<ItemImage>().resourceName(), QStringLiteral("mnf"));
-        // The second search's address is logged, with the key hidden.
-        QCOMPARE(lines.size(), 1);
-        QVERIFY(lines.constFirst().contains(QStringLiteral("api_key=***")));
-        QVERIFY(!lines.constFirst().contains(QString::fromLatin1(TmdbStandin::apiKey())));
-    }
-
-    void everyFailureAnswersOnce_data()
-    {
-        QTest::addColumn<QString>("route");
-        QTest::addColumn<int>("failure");
-        QTest::addColumn<bool>("found");
-        QTest::newRow("search 401") << QStringLiteral("search") << int(StandinServer::Failure::Unauthorized) << false;
-        QTest::newRow("search 500") << QStringLiteral("search") << int(StandinServer::Failure::ServerError) << false;
-        QTest::newRow("search invalid json") << QStringLiteral("search") << int(StandinServer::Failure::InvalidJson) << false;
-        QTest::newRow("search wrong type") << QStringLiteral("search") << int(StandinServer::Failure::WrongContentType) << false;
-        QTest::newRow("search closed") << QStringLiteral("search") << int(StandinServer::Failure::CloseConnection) << false;
-        QTest::newRow("search silent") << QStringLiteral("search") << int(StandinServer::Failure::NoAnswer) << false;
-        QTest::newRow("details 404") << QStringLiteral("details") << int(StandinServer::Failure::NotFound) << true;
-        QTest::newRow("details silent") << QStringLiteral("details") << int(StandinServer::Failure::NoAnswer) << true;
-        QTest::newRow("image 500") << QStringLiteral("image") << int(StandinServer::Failure::ServerError) << true;
-        QTest::newRow("store 500") << QStringLiteral("itunes") << int(StandinServer::Failure::ServerError) << true;
-    }
-
-    void everyFailureAnswersOnce()
-    {
-        QFETCH(QString, route);
-        QFETCH(int, failure);
-        QFETCH(bool, found);
-        qputenv("KINOVELA_HTTP_TIMEOUT_MS", "1000");
-        m_server->setFailure(route, StandinServer::Failure(failure));
-        Diagnostics::startCapture();
-        const Answer answer = identify(QStringLiteral("Inception"));
-        const QStringList lines = Diagnostics::stopCapture();
-        QCOMPARE(answer.calls, 1);
-        QCOMPARE(answer.record.value(ItemKey::movieFoundStatus).toBool(), found);
-        if (route == QLatin1String("search"))
-            QVERIFY(lines.constFirst().startsWith(QStringLiteral("Outer : Inception -> ")));
-        if (route == QLatin1String("image"))
-            QCOMPARE(answer.record.value(ItemKey::moviePoster).value<ItemImage>().resourceName(), QStringLiteral("pnf"));
-        if (route == QLatin1String("itunes"))
-            QCOMPARE(answer.record.value(ItemKey::movieGenre).toString(), QStringLiteral("Action"));
-    }
-
-    void rateLimitIsRetriedOnce()
-    {
-        m_server->setFailure(QStringLiteral("search"), StandinServer::Failure::TooManyRequests, 1);
-        const Answer answer = identify(QStringLiteral("Inception"));
-        QCOMPARE(answer.record.value(ItemKey::movieTitle).toString(), QStringLiteral("Inception"));
-        QCOMPARE(m_server->requests(QStringLiteral("search")).size(), 2);
-    }
-
     void detailsRecord()
     {
-        const MovieItem legacy = TMDB::parseDetails(json(R"({
+        const MovieItem legacy = TmdbAnswers::parseDetails(json(R"({
             "genres": [{"name": "Crime"}, {"name": "Drama"}], "imdb_id": "tt0113277", "tagline": "", "overview": "Plot",
             "production_countries": [],
             "releases": {"countries": [{"iso_3166_1": "GB", "certification": "15"},
@@ -203,7 +86,7 @@ private Q_SLOTS:
         QCOMPARE(legacy.value(ItemKey::movieScreenwriters).toString(), QString());
 
         // Today's answer: "credits" and "release_dates" instead of "casts" and "releases".
-        const MovieItem current = TMDB::parseDetails(json(R"({
+        const MovieItem current = TmdbAnswers::parseDetails(json(R"({
             "credits": {"cast": [{"name": "Al Pacino"}], "crew": [{"job": "Screenplay", "name": "Michael Mann"}]},
             "release_dates": {"results": [{"iso_3166_1": "US", "release_dates": [
                 {"certification": "", "type": 1}, {"certification": "Unrated", "type": 3}]}]}})"));
@@ -254,7 +137,7 @@ private Q_SLOTS:
         QFETCH(QString, date);
         QFETCH(QString, beautified);
         QCOMPARE(ReleaseDate::displayTextOf(date), beautified);
-        const MovieItem record = TMDB::matchRecord(
+        const MovieItem record = TmdbAnswers::matchRecord(
             Json::parse(QJsonDocument(QJsonObject{{QStringLiteral("id"), 1}, {QStringLiteral("title"), QStringLiteral("X")},
                                                   {QStringLiteral("release_date"), date}})
                             .toJson()),
@@ -270,11 +153,11 @@ private Q_SLOTS:
             {"kind": "feature-movie", "releaseDate": "2012-01-01T00:00:00Z", "primaryGenreName": "Drama"},
             {"kind": "feature-movie", "releaseDate": "2010-01-01T00:00:00Z", "primaryGenreName": "Thriller"},
             {"releaseDate": "2010-05-01T00:00:00Z", "primaryGenreName": "Comedy"}]})");
-        QCOMPARE(TMDB::parseGenre(store, QStringLiteral("2010"), QStringLiteral("Action")).value(ItemKey::movieGenre).toString(),
+        QCOMPARE(StoreGenre::parseGenre(store, QStringLiteral("2010"), QStringLiteral("Action")).value(ItemKey::movieGenre).toString(),
                  QStringLiteral("Thriller"));
-        QCOMPARE(TMDB::parseGenre(store, QString(), QStringLiteral("Action")).value(ItemKey::movieGenre).toString(),
+        QCOMPARE(StoreGenre::parseGenre(store, QString(), QStringLiteral("Action")).value(ItemKey::movieGenre).toString(),
                  QStringLiteral("Action"));
-        const MovieItem none = TMDB::parseGenre(store, QStringLiteral("1950"), QString());
+        const MovieItem none = StoreGenre::parseGenre(store, QStringLiteral("1950"), QString());
         QCOMPARE(none.value(ItemKey::movieGenre).toString(), QString());
         QCOMPARE(none.value(ItemKey::genreFound).toBool(), false);
     }
@@ -283,7 +166,7 @@ private Q_SLOTS:
     {
         QCOMPARE(TMDB::encodeQueryText(QStringLiteral("Tom & Jerry")), QStringLiteral("Tom%20&%20Jerry"));
         QCOMPARE(TMDB::encodeQueryText(QStringLiteral("Amélie?=")), QStringLiteral("Am%C3%A9lie?="));
-        QVERIFY(TMDB::genreSearchUrl(QStringLiteral("Fast & Furious")).toString(QUrl::FullyEncoded)
+        QVERIFY(StoreGenre::genreSearchUrl(QStringLiteral("Fast & Furious")).toString(QUrl::FullyEncoded)
                     .endsWith(QStringLiteral("/search?term=Fast%20&%20Furious&entity=movie")));
     }
 
@@ -303,26 +186,27 @@ private Q_SLOTS:
             smallPosters = smallPosters && request.path.startsWith(QStringLiteral("/t/p/w154/"));
         QVERIFY(smallPosters);
 
-        QList<MovieItem> posters;
+        QList<PosterChoice> posters;
         done = false;
-        TMDB().getThumbnailsWithTmdbID(27205, [&](const QList<MovieItem> &records) {
+        TMDB().getThumbnailsWithTmdbID(27205, [&](const QList<PosterChoice> &records) {
             posters = records;
             done = true;
         });
         QTRY_VERIFY_WITH_TIMEOUT(done, 10000);
         QCOMPARE(posters.size(), 2); // the English ones
-        QCOMPARE(posters.at(0).value(ItemKey::moviePosterPath).toString(), QStringLiteral("/inception.jpg"));
+        QCOMPARE(posters.at(0).posterPath, QStringLiteral("/inception.jpg"));
+        QCOMPARE(posters.at(0).thumbnail.format(), QByteArray("jpeg"));
 
         ItemImage image;
         done = false;
-        TMDB().getHighResPosterWithPosterPath(QString(), [&](const ItemImage &poster) {
+        TMDB::getHighResPosterWithPosterPath(QString(), [&](const ItemImage &poster) {
             image = poster;
             done = true;
         });
         QTRY_VERIFY(done);
         QCOMPARE(image.resourceName(), QStringLiteral("pnf"));
         done = false;
-        TMDB().getHighResPosterWithPosterPath(QStringLiteral("/broken.jpg"), [&](const ItemImage &poster) {
+        TMDB::getHighResPosterWithPosterPath(QStringLiteral("/broken.jpg"), [&](const ItemImage &poster) {
             image = poster;
             done = true;
         });

@@ -92,19 +92,18 @@ private Q_SLOTS:
         QCOMPARE(run(Video(movie(QStringLiteral("Unknown.mkv"), QStringLiteral("hevc.mkv")), QStringLiteral("tt0000001"), 10)).subStatus,
                  SubtitleStauts::notFound);
         // The window's list.
-        QList<QVariantMap> list;
+        QList<SubtitleCandidate> list;
         bool listed = false;
         QObject context;
-        Video::getSubtitleList(QStringLiteral("tt1375666"), &context, [&](const QList<QVariantMap> &records) {
+        Video::getSubtitleList(QStringLiteral("tt1375666"), &context, [&](const QList<SubtitleCandidate> &records) {
             list = records;
             listed = true;
         });
         QTRY_VERIFY_WITH_TIMEOUT(listed, 10000);
         QCOMPARE(list.size(), 2);
-        for (const QVariantMap &record : std::as_const(list)) {
-            QVERIFY(!record.value(QStringLiteral("subtitleFileID")).toString().isEmpty());
-            QVERIFY(!record.value(QStringLiteral("subtitleFileName")).toString().isEmpty());
-            QVERIFY(record.contains(QStringLiteral("subtitleApproximateTime")));
+        for (const SubtitleCandidate &record : std::as_const(list)) {
+            QVERIFY(record.fileID > 0);
+            QVERIFY(!record.fileName.isEmpty());
         }
         useProvider(QString());
     }

@@ -154,10 +154,10 @@ private Q_SLOTS:
         QCOMPARE(OpenSubsAccess::closestToEndChoice(answer, 10.0)->fileID, 1);
         QCOMPARE(OpenSubsAccess::firstChoice(answer)->format, QStringLiteral("sub"));
         QVERIFY(!OpenSubsAccess::firstChoice({{QStringLiteral("data"), false}}).has_value());
-        const QList<QVariantMap> records = OpenSubsAccess::listRecords(answer);
+        const QList<SubtitleCandidate> records = OpenSubsAccess::listRecords(answer);
         QCOMPARE(records.size(), 4);
-        QCOMPARE(records.at(0).value(QStringLiteral("subtitleFileID")).toString(), QStringLiteral("2"));
-        QCOMPARE(records.at(0).value(QStringLiteral("subtitleApproximateTime")).toString(), QStringLiteral("01:50:00"));
+        QCOMPARE(records.at(0).fileID, 2);
+        QCOMPARE(records.at(0).approximateTime, QStringLiteral("01:50:00"));
     }
 
     void downloadedData_data()
@@ -253,10 +253,10 @@ private Q_SLOTS:
         const QString path = m_files.filePath(QStringLiteral("Heat.1995.avi"));
         QFile::remove(path);
         QVERIFY(QFile::copy(TestEnvironment::media(QStringLiteral("mpeg4-mp3.avi")), path));
-        QList<QVariantMap> list;
+        QList<SubtitleCandidate> list;
         bool listed = false;
         QObject context;
-        Video::getSubtitleList(QStringLiteral("tt0113277"), &context, [&](const QList<QVariantMap> &records) {
+        Video::getSubtitleList(QStringLiteral("tt0113277"), &context, [&](const QList<SubtitleCandidate> &records) {
             list = records;
             listed = true;
         });
@@ -264,7 +264,7 @@ private Q_SLOTS:
         QCOMPARE(list.size(), 1);
 
         std::optional<Video> result;
-        Video(path, QString(), 3).downloadSubtitleWithFileID(list.at(0).value(QStringLiteral("subtitleFileID")).toString(),
+        Video(path, QString(), 3).downloadSubtitleWithFileID(QString::number(list.at(0).fileID),
                                                              QStringLiteral("srt"), &context,
                                                              [&](const Video &updated) { result = updated; });
         QTRY_VERIFY_WITH_TIMEOUT(result.has_value(), 10000);

@@ -1,0 +1,283 @@
+#include "app/MovieLookup.h"
+
+#include "base/Diagnostics.h"
+#include "base/SearchLanguage.h"
+#include "metadata/StoreGenre.h"
+#include "metadata/TMDB.h"
+#include "metadata/TmdbAnswers.h"
+#include "subtitles/Video.h"
+
+#include <QPointer>
+
+#include <algorithm>
+#include <memory>
+
+namespace MovieLookup {
+namespace {
+
+void merge(MovieItem &into, const MovieItem &from)
+{
+    for (auto it = from.cbegin(); it != from.cend(); ++it)
+        into.insert(it.key(), it.value());
+}
+
+/**
+ * One identification of a file name, step by step: exact pass, closest
+ * pass, poster, details, genre. Each step's request keeps the object alive
+ * until its answer arrives.
+ */
+class Identification : public std::enable_shared_from_this<Identification>
+{
+public:
+    Identification(QString movieName, ItemCompletion completion)
+        : m_name(std::move(movieName))
+        , m_language(SearchLanguage::current())
+        , m_completion(std::move(completion))
+    {
+    }
+
+    void start()
+    {
+        m_client.searchMovies(m_name, m_language.alpha2, [self = shared_from_this()](const Outcome<Json> &answer) {
+            self->exactPass(answer);
+        });
+    }
+
+private:
+    void exactPass(const Outcome<Json> &answer)
+    {
+        if (!answer) {
+            Diagnostics::write(QStringLiteral("Outer : ") + m_name + QStringLiteral(" -> ") + answer.errorText());
+            m_completion(m_record);
+            for (const QString &line : answer.error().details)
+                Diagnostics::write(line);
+            return;
+        }
+        const qsizetype exact = TmdbAnswers::exactTitleIndex(*answer, m_name);
+        if (exact >= 0) {
+            takeMatch((*answer)["results"][exact]);
+            return;
+        }
+        m_client.searchMovies(spacedName(), m_language.alpha2, [self = shared_from_this()](const Outcome<Json> &second) {
+            self->closestPass(second);
+        });
+    }
+
+    void closestPass(const Outcome<Json> &answer)
+    {
+        if (!answer) {
+            Diagnostics::write(QStringLiteral("Inner : ") + m_name + QStringLiteral(" -> ") + answer.errorText());
+            m_completion(m_record);
+            return;
+        }
+        const qint64 total = (*answer)["total_results"].integer();
+        const qsizetype closest = TmdbAnswers::closestTitleIndex(*answer, m_name);
+        if (total < 1 || total > 9999 || closest < 0) {
+            Diagnostics::write(QString::fromUtf8(m_client.searchUrl(spacedName(), m_language.alpha2).toEncoded()));
+            m_completion(m_record);
+            return;
+        }
+        takeMatch((*answer)["results"][closest]);
+    }
+
+    void takeMatch(const Json &result)
+    {
+        MovieItem match = TmdbAnswers::matchRecord(result, m_language.english, false);
+        const QString posterPath = match.value(ItemKey::moviePosterPath).toString();
+        TMDB::getPoster(QStringLiteral("original"), posterPath,
+                        [self = shared_from_this(), match](const ItemImage &poster) mutable {
+                            match.insert(ItemKey::moviePoster, QVariant::fromValue(poster));
+                            self->posterLoaded(match);
+                        });
+    }
+
+    void posterLoaded(const MovieItem &match)
+    {
+        merge(m_record, match);
+        const qint64 id = m_record.value(ItemKey::movieTMDBID).toLongLong();
+        if (id < 1) {
+            m_completion(m_record);
+            return;
+        }
+        m_client.getMoreMovieDataWithMovieTMDBID(id, [self = shared_from_this()](const MovieItem &details) {
+            self->detailsLoaded(details);
+        });
+    }
+
+    void detailsLoaded(const MovieItem &details)
+    {
+        merge(m_record, details);
+        StoreGenre::getGenreFromiTunesStoreWithMovieTitle(
+            m_record.value(ItemKey::movieTitle).toString(), m_record.value(ItemKey::movieReleaseYear).toString(),
+            details.value(ItemKey::tmdbGenre).toString(), [self = shared_from_this()](const MovieItem &genre) {
+                merge(self->m_record, genre);
+                self->m_completion(self->m_record);
+            });
+    }
+
+    /** The name searched on the second pass: dots and colons as spaces. */
+    QString spacedName() const
+    {
+        return QString(m_name).replace(QLatin1Char('.'), QLatin1Char(' ')).replace(QLatin1Char(':'), QLatin1Char(' '));
+    }
+
+    const QString m_name;
+    const SearchLanguage m_language;
+    const TMDB m_client;
+    ItemCompletion m_completion;
+    MovieItem m_record = TmdbAnswers::notFoundRecord();
+};
+
+/**
+ * A person's choice of movie applied to an item, step by step: match keys,
+ * full poster, details, subtitle (with the subtitle preset), store genre.
+ */
+class CandidateChoice : public std::enable_shared_from_this<CandidateChoice>
+{
+public:
+    CandidateChoice(MovieItem item, Preset preset, QObject *context, ItemCompletion completion)
+        : m_item(std::move(item))
+        , m_preset(preset)
+        , m_context(context)
+        , m_completion(std::move(completion))
+    {
+    }
+
+    void start(const MovieItem &candidate)
+    {
+        for (const QString &key :
+             {ItemKey::movieTitle, ItemKey::movieTMDBID, ItemKey::movieReleaseDate_YYYYhMMhDD,
+              ItemKey::movieReleaseDate_BEAUTIFIED, ItemKey::movieReleaseYear, ItemKey::moviePosterPath,
+              ItemKey::movieFoundStatus, ItemKey::movieLanguage})
+            m_item.insert(key, candidate.value(key));
+        m_item.insert(ItemKey::searchString, candidate.value(ItemKey::movieTitle));
+        TMDB::getHighResPosterWithPosterPath(candidate.value(ItemKey::moviePosterPath).toString(),
+                                             [self = shared_from_this()](const ItemImage &poster) {
+                                                 self->posterLoaded(poster);
+                                             });
+    }
+
+private:
+    bool alive() const { return !m_context.isNull(); }
+
+    void posterLoaded(const ItemImage &poster)
+    {
+        if (!alive())
+            return;
+        m_item.insert(ItemKey::moviePoster, QVariant::fromValue(poster));
+        TMDB().getMoreMovieDataWithMovieTMDBID(m_item.value(ItemKey::movieTMDBID).toLongLong(),
+                                               [self = shared_from_this()](const MovieItem &details) {
+                                                   self->detailsLoaded(details);
+                                               });
+    }
+
+    void detailsLoaded(const MovieItem &details)
+    {
+        if (!alive())
+            return;
+        for (const QString &key :
+             {ItemKey::movieProducers, ItemKey::movieCast, ItemKey::movieComposers, ItemKey::movieTagline,
+              ItemKey::movieScreenwriters, ItemKey::movieStudios, ItemKey::movieOverview, ItemKey::movieDirectors,
+              ItemKey::movieCountry, ItemKey::movieRating_US, ItemKey::tmdbGenre, ItemKey::imdbID})
+            m_item.insert(key, details.value(key));
+        if (!details.value(ItemKey::imdbID).toString().isEmpty() && Presets::fetchesSubtitles(m_preset)) {
+            fetchSubtitle(m_item, m_context, [self = shared_from_this(), details](const MovieItem &withSubtitle) {
+                self->m_item = withSubtitle;
+                self->lookUpGenre(details);
+            });
+            return;
+        }
+        lookUpGenre(details);
+    }
+
+    void lookUpGenre(const MovieItem &details)
+    {
+        if (!details.value(ItemKey::movieRating_US).toString().isEmpty())
+            m_item.insert(ItemKey::movieRating_US_Icon, details.value(ItemKey::movieRating_US_Icon));
+        StoreGenre::getGenreFromiTunesStoreWithMovieTitle(
+            m_item.value(ItemKey::movieTitle).toString(), m_item.value(ItemKey::movieReleaseYear).toString(),
+            details.value(ItemKey::tmdbGenre).toString(), [self = shared_from_this()](const MovieItem &genre) {
+                if (!self->alive())
+                    return;
+                self->m_item.insert(ItemKey::movieGenre, genre.value(ItemKey::movieGenre));
+                self->m_item.insert(ItemKey::genreFound, genre.value(ItemKey::genreFound));
+                self->m_completion(self->m_item);
+            });
+    }
+
+    MovieItem m_item;
+    const Preset m_preset;
+    QPointer<QObject> m_context;
+    ItemCompletion m_completion;
+};
+
+Video videoOf(const MovieItem &item)
+{
+    return Video(item.value(ItemKey::filePath).toString(), item.value(ItemKey::imdbID).toString(),
+                 item.value(ItemKey::duration).toDouble());
+}
+
+} // namespace
+
+void getMovieInfo(const QString &movieName, ItemCompletion completion)
+{
+    std::make_shared<Identification>(movieName, std::move(completion))->start();
+}
+
+void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion)
+{
+    TMDB().getMovieListForSearchString(text, std::move(completion));
+}
+
+void applyCandidate(const MovieItem &item, const MovieItem &candidate, Preset preset, QObject *context,
+                    ItemCompletion completion)
+{
+    std::make_shared<CandidateChoice>(item, preset, context, std::move(completion))->start(candidate);
+}
+
+void fetchSubtitle(const MovieItem &item, QObject *context, ItemCompletion completion)
+{
+    videoOf(item).searchAndDownloadSubtitle(context, [item, completion](const Video &updated) {
+        MovieItem result = item;
+        result.insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
+        result.insert(ItemKey::subtitleFound, updated.subStatus == SubtitleStauts::found);
+        completion(result);
+    });
+}
+
+QList<SubtitleCandidate> sortedNewestFirst(QList<SubtitleCandidate> candidates)
+{
+    std::stable_sort(candidates.begin(), candidates.end(), [](const SubtitleCandidate &a, const SubtitleCandidate &b) {
+        return a.approximateTime > b.approximateTime;
+    });
+    return candidates;
+}
+
+void getSubtitleList(const MovieItem &item, QObject *context,
+                     std::function<void(const QList<SubtitleCandidate> &)> completion)
+{
+    Video::getSubtitleList(item.value(ItemKey::imdbID).toString(), context,
+                           [completion](const QList<SubtitleCandidate> &candidates) {
+                               completion(sortedNewestFirst(candidates));
+                           });
+}
+
+void applySubtitle(const MovieItem &item, const SubtitleCandidate &candidate, QObject *context,
+                   std::function<void(const std::optional<MovieItem> &)> completion)
+{
+    videoOf(item).downloadSubtitleWithFileID(QString::number(candidate.fileID), QStringLiteral("srt"), context,
+                                             [item, completion](const Video &updated) {
+                                                 Diagnostics::write(updated.downloadedSubtitlePath);
+                                                 if (updated.subStatus != SubtitleStauts::found) {
+                                                     completion(std::nullopt);
+                                                     return;
+                                                 }
+                                                 MovieItem result = item;
+                                                 result.insert(ItemKey::downloadedSubtitlePath,
+                                                               updated.downloadedSubtitlePath);
+                                                 result.insert(ItemKey::subtitleFound, true);
+                                                 completion(result);
+                                             });
+}
+
+} // namespace MovieLookup

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "base/Candidates.h"
+#include "base/MovieItemKeys.h"
+#include "base/Preset.h"
+
+#include <QList>
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+class QObject;
+
+/**
+ * Everything that finds a movie's metadata, in one place: identifying a
+ * movie from a file name (the import, `kinovela-cli identify`), the list of
+ * a manual search, applying the candidate a person chose, and the subtitle
+ * list and choice. The import, the window and the command line all call
+ * these; none of them chains requests of its own.
+ *
+ * Each call answers once, on the main thread. Calls taking a @p context are
+ * dropped when the context is destroyed first.
+ */
+namespace MovieLookup {
+
+using ItemCompletion = std::function<void(const MovieItem &item)>;
+
+/**
+ * Identifies a movie from a file name without extension: the search result
+ * whose title is the name, else (searching again with dots and colons as
+ * spaces) the closest title with its year; then its full poster, details and
+ * store genre, merged into one record. The not-found record when nothing
+ * matches or a search fails.
+ */
+void getMovieInfo(const QString &movieName, ItemCompletion completion);
+
+/** Every result of a manual search, as match records with small posters. */
+void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion);
+
+/**
+ * The item after a person chose @p candidate for it: the candidate's match
+ * keys (its title becomes the search string), its full poster, its details,
+ * with @p preset ConvertWithSubtitles a fresh subtitle, and its store genre.
+ */
+void applyCandidate(const MovieItem &item, const MovieItem &candidate, Preset preset, QObject *context,
+                    ItemCompletion completion);
+
+/** The subtitle stage of one item: "downloadedSubtitlePath" and "subtitleFound" set from a search and download. */
+void fetchSubtitle(const MovieItem &item, QObject *context, ItemCompletion completion);
+
+/** The subtitles offered for the item's movie, newest first. */
+void getSubtitleList(const MovieItem &item, QObject *context,
+                     std::function<void(const QList<SubtitleCandidate> &)> completion);
+
+/** Downloads the subtitle a person chose: the item with it, or nothing when it could not be had. */
+void applySubtitle(const MovieItem &item, const SubtitleCandidate &candidate, QObject *context,
+                   std::function<void(const std::optional<MovieItem> &)> completion);
+
+/** Newest first (by upload time text, the service's own order kept among equals). */
+QList<SubtitleCandidate> sortedNewestFirst(QList<SubtitleCandidate> candidates);
+
+} // namespace MovieLookup

@@ -1,0 +1,297 @@
+#include "app/MovieLookup.h"
+#include "base/Diagnostics.h"
+#include "base/ServiceConfig.h"
+#include "metadata/TmdbAnswers.h"
+#include "standin/StandinServer.h"
+#include "standin/OpenSubtitlesStandin.h"
+#include "standin/StandinServices.h"
+#include "standin/TmdbStandin.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+
+// Identifying a movie from a file name, and the choices a person makes
+// afterwards (another movie, another subtitle), without any window.
+class TestMovieLookup : public QObject
+{
+    Q_OBJECT
+
+private:
+    StandinServer *m_server = nullptr;
+
+    struct Answer
+    {
+        int calls = 0;
+        MovieItem record;
+    };
+
+    Answer identify(const QString &name)
+    {
+        auto answer = std::make_shared<Answer>();
+        MovieLookup::getMovieInfo(name, [answer](const MovieItem &record) {
+            ++answer->calls;
+            answer->record = record;
+        });
+        (void)QTest::qWaitFor([answer] { return answer->calls > 0; }, 20000);
+        QTest::qWait(30);
+        return *answer;
+    }
+
+    /** The candidate of a manual search with this title. */
+    MovieItem candidate(const QString &search, const QString &title)
+    {
+        QList<MovieItem> candidates;
+        bool done = false;
+        MovieLookup::searchCandidates(search, [&](const QList<MovieItem> &records) {
+            candidates = records;
+            done = true;
+        });
+        if (!QTest::qWaitFor([&] { return done; }, 10000))
+            return {};
+        for (const MovieItem &record : std::as_const(candidates)) {
+            if (record.value(ItemKey::movieTitle).toString() == title)
+                return record;
+        }
+        return {};
+    }
+
+    /** An imported item of a file that the lookup got wrong. */
+    MovieItem wronglyIdentified()
+    {
+        const QString path = QDir(QDir::homePath()).filePath(QStringLiteral("Heat.1995.mkv"));
+        QFile file(path);
+        if (file.open(QIODevice::WriteOnly))
+            file.write(QByteArray(200000, 'x'));
+        MovieItem item = TmdbAnswers::notFoundRecord();
+        item.insert(ItemKey::filePath, path);
+        item.insert(ItemKey::serialNumber, 7);
+        item.insert(ItemKey::duration, 10.0);
+        item.insert(ItemKey::searchString, QStringLiteral("Heat.1995"));
+        return item;
+    }
+
+    std::optional<MovieItem> apply(const MovieItem &item, const MovieItem &chosen, Preset preset)
+    {
+        std::optional<MovieItem> result;
+        QObject context;
+        MovieLookup::applyCandidate(item, chosen, preset, &context, [&](const MovieItem &updated) { result = updated; });
+        (void)QTest::qWaitFor([&] { return result.has_value(); }, 20000);
+        return result;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_server = new StandinServer(this);
+        QVERIFY(m_server->start());
+        StandinServices::installAll(*m_server);
+        StandinServices::exportEnvironment(*m_server);
+        qunsetenv("KINOVELA_OPENSUBTITLES_API_KEY");
+    }
+
+    void init()
+    {
+        m_server->clearFailures();
+        m_server->clearRequests();
+        QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).clear();
+        qunsetenv("KINOVELA_HTTP_TIMEOUT_MS");
+        QDir().mkpath(ServiceConfig::subtitlesFolder());
+    }
+
+    void exactTitleNeedsOneSearch()
+    {
+        const Answer answer = identify(QStringLiteral("Inception"));
+        QCOMPARE(answer.calls, 1);
+        QCOMPARE(m_server->requests(QStringLiteral("search")).size(), 1);
+        const MovieItem &r = answer.record;
+        QCOMPARE(r.value(ItemKey::movieTitle).toString(), QStringLiteral("Inception"));
+        QCOMPARE(r.value(ItemKey::movieTMDBID).toLongLong(), 27205);
+        QCOMPARE(r.value(ItemKey::movieReleaseDate_BEAUTIFIED).toString(), QStringLiteral("Jul 15, 2010"));
+        QCOMPARE(r.value(ItemKey::movieReleaseYear).toString(), QStringLiteral("2010"));
+        QCOMPARE(r.value(ItemKey::movieLanguage).toString(), QStringLiteral("English"));
+        QCOMPARE(r.value(ItemKey::movieFoundStatus).toBool(), true);
+        QCOMPARE(r.value(ItemKey::movieRating_US).toString(), QStringLiteral("mpaa|PG-13|300|"));
+        QCOMPARE(r.value(ItemKey::movieRating_US_Icon).value<ItemImage>().resourceName(), QStringLiteral("PG-13"));
+        QCOMPARE(r.value(ItemKey::imdbID).toString(), QStringLiteral("tt1375666"));
+        QCOMPARE(r.value(ItemKey::movieGenre).toString(), QStringLiteral("Sci-Fi & Fantasy"));
+        QCOMPARE(r.value(ItemKey::genreFound).toBool(), true);
+        QCOMPARE(r.value(ItemKey::movieCast).toString().split(QLatin1Char('\n')).size(), 5);
+        const ItemImage poster = r.value(ItemKey::moviePoster).value<ItemImage>();
+        QVERIFY(poster.resourceName().isEmpty());
+        QCOMPARE(poster.format(), QByteArray("jpeg"));
+        // The request carries the key and the language, and the poster is the original size.
+        const StandinServer::Request search = m_server->requests(QStringLiteral("search")).constFirst();
+        QCOMPARE(search.query.queryItemValue(QStringLiteral("language")), QStringLiteral("en"));
+        QCOMPARE(m_server->requests(QStringLiteral("image")).constFirst().path, QStringLiteral("/t/p/original/inception.jpg"));
+    }
+
+    void closestTitleWinsOnTheSecondPass()
+    {
+        const Answer answer = identify(QStringLiteral("The.Dark.Knight.2008"));
+        QCOMPARE(answer.record.value(ItemKey::movieTitle).toString(), QStringLiteral("The Dark Knight"));
+        const QList<StandinServer::Request> searches = m_server->requests(QStringLiteral("search"));
+        QCOMPARE(searches.size(), 2);
+        QCOMPARE(searches.at(1).query.queryItemValue(QStringLiteral("query"), QUrl::FullyDecoded),
+                 QStringLiteral("The Dark Knight 2008"));
+        // No store result of the year: the TMDb genre is used.
+        QCOMPARE(identify(QStringLiteral("Heat.1995")).record.value(ItemKey::movieGenre).toString(), QStringLiteral("Action"));
+    }
+
+    void notFoundGivesTheNineEntryRecord()
+    {
+        Diagnostics::startCapture();
+        const Answer answer = identify(QStringLiteral("Nothing.At.All"));
+        const QStringList lines = Diagnostics::stopCapture();
+        QCOMPARE(answer.calls, 1);
+        QCOMPARE(answer.record, TmdbAnswers::notFoundRecord());
+        QCOMPARE(answer.record.size(), 9);
+        QCOMPARE(answer.record.value(ItemKey::moviePoster).value<ItemImage>().resourceName(), QStringLiteral("mnf"));
+        // The second search's address is logged, with the key hidden.
+        QCOMPARE(lines.size(), 1);
+        QVERIFY(lines.constFirst().contains(QStringLiteral("api_key=***")));
+        QVERIFY(!lines.constFirst().contains(QString::fromLatin1(TmdbStandin::apiKey())));
+    }
+
+    void everyFailureAnswersOnce_data()
+    {
+        QTest::addColumn<QString>("route");
+        QTest::addColumn<int>("failure");
+        QTest::addColumn<bool>("found");
+        QTest::newRow("search 401") << QStringLiteral("search") << int(StandinServer::Failure::Unauthorized) << false;
+        QTest::newRow("search 500") << QStringLiteral("search") << int(StandinServer::Failure::ServerError) << false;
+        QTest::newRow("search invalid json") << QStringLiteral("search") << int(StandinServer::Failure::InvalidJson) << false;
+        QTest::newRow("search wrong type") << QStringLiteral("search") << int(StandinServer::Failure::WrongContentType) << false;
+        QTest::newRow("search closed") << QStringLiteral("search") << int(StandinServer::Failure::CloseConnection) << false;
+        QTest::newRow("search silent") << QStringLiteral("search") << int(StandinServer::Failure::NoAnswer) << false;
+        QTest::newRow("details 404") << QStringLiteral("details") << int(StandinServer::Failure::NotFound) << true;
+        QTest::newRow("details silent") << QStringLiteral("details") << int(StandinServer::Failure::NoAnswer) << true;
+        QTest::newRow("image 500") << QStringLiteral("image") << int(StandinServer::Failure::ServerError) << true;
+        QTest::newRow("store 500") << QStringLiteral("itunes") << int(StandinServer::Failure::ServerError) << true;
+    }
+
+    void everyFailureAnswersOnce()
+    {
+        QFETCH(QString, route);
+        QFETCH(int, failure);
+        QFETCH(bool, found);
+        qputenv("KINOVELA_HTTP_TIMEOUT_MS", "1000");
+        m_server->setFailure(route, StandinServer::Failure(failure));
+        Diagnostics::startCapture();
+        const Answer answer = identify(QStringLiteral("Inception"));
+        const QStringList lines = Diagnostics::stopCapture();
+        QCOMPARE(answer.calls, 1);
+        QCOMPARE(answer.record.value(ItemKey::movieFoundStatus).toBool(), found);
+        if (route == QLatin1String("search"))
+            QVERIFY(lines.constFirst().startsWith(QStringLiteral("Outer : Inception -> ")));
+        if (route == QLatin1String("image"))
+            QCOMPARE(answer.record.value(ItemKey::moviePoster).value<ItemImage>().resourceName(), QStringLiteral("pnf"));
+        if (route == QLatin1String("itunes"))
+            QCOMPARE(answer.record.value(ItemKey::movieGenre).toString(), QStringLiteral("Action"));
+    }
+
+    void rateLimitIsRetriedOnce()
+    {
+        m_server->setFailure(QStringLiteral("search"), StandinServer::Failure::TooManyRequests, 1);
+        const Answer answer = identify(QStringLiteral("Inception"));
+        QCOMPARE(answer.record.value(ItemKey::movieTitle).toString(), QStringLiteral("Inception"));
+        QCOMPARE(m_server->requests(QStringLiteral("search")).size(), 2);
+    }
+
+    void chosenMovieCompletesTheItem_data()
+    {
+        QTest::addColumn<int>("preset");
+        QTest::newRow("convert") << int(Preset::Convert);
+        QTest::newRow("convert with subtitles") << int(Preset::ConvertWithSubtitles);
+    }
+
+    void chosenMovieCompletesTheItem()
+    {
+        QFETCH(int, preset);
+        const MovieItem item = wronglyIdentified();
+        const MovieItem heat = candidate(QStringLiteral("heat"), QStringLiteral("Heat"));
+        QVERIFY(!heat.isEmpty());
+        m_server->clearRequests();
+
+        const std::optional<MovieItem> chosen = apply(item, heat, Preset(preset));
+        QVERIFY(chosen.has_value());
+        // The item keeps what it knew of its file and takes the movie's metadata.
+        QCOMPARE(chosen->value(ItemKey::filePath), item.value(ItemKey::filePath));
+        QCOMPARE(chosen->value(ItemKey::serialNumber).toInt(), 7);
+        QCOMPARE(chosen->value(ItemKey::movieTitle).toString(), QStringLiteral("Heat"));
+        QCOMPARE(chosen->value(ItemKey::searchString).toString(), QStringLiteral("Heat"));
+        QCOMPARE(chosen->value(ItemKey::movieTMDBID).toLongLong(), 949);
+        QCOMPARE(chosen->value(ItemKey::movieFoundStatus).toBool(), true);
+        QCOMPARE(chosen->value(ItemKey::imdbID).toString(), QStringLiteral("tt0113277"));
+        QCOMPARE(chosen->value(ItemKey::movieRating_US).toString(), QStringLiteral("mpaa|R|400|"));
+        QCOMPARE(chosen->value(ItemKey::movieRating_US_Icon).value<ItemImage>().resourceName(), QStringLiteral("R"));
+        QCOMPARE(chosen->value(ItemKey::movieGenre).toString(), QStringLiteral("Action"));
+        QCOMPARE(chosen->value(ItemKey::genreFound).toBool(), true);
+        // The full-size poster replaces the search list's small one.
+        QCOMPARE(chosen->value(ItemKey::moviePoster).value<ItemImage>().format(), QByteArray("jpeg"));
+        QCOMPARE(m_server->requests(QStringLiteral("image")).constFirst().path, QStringLiteral("/t/p/original/heat.jpg"));
+        // Only the subtitle preset fetches a subtitle.
+        const bool withSubtitles = Preset(preset) == Preset::ConvertWithSubtitles;
+        QCOMPARE(m_server->requests(QStringLiteral("xmlrpc")).isEmpty(), !withSubtitles);
+        QCOMPARE(chosen->value(ItemKey::subtitleFound).toBool(), withSubtitles);
+        if (withSubtitles)
+            QVERIFY(QFile::exists(chosen->value(ItemKey::downloadedSubtitlePath).toString()));
+    }
+
+    void choiceIsDroppedWhenItsContextIsGone()
+    {
+        const MovieItem heat = candidate(QStringLiteral("heat"), QStringLiteral("Heat"));
+        int calls = 0;
+        {
+            QObject context;
+            MovieLookup::applyCandidate(wronglyIdentified(), heat, Preset::Convert, &context,
+                                        [&](const MovieItem &) { ++calls; });
+        }
+        QTest::qWait(1000);
+        QCOMPARE(calls, 0);
+    }
+
+    void subtitleListIsNewestFirstAndTheChoiceIsSaved()
+    {
+        MovieItem item = wronglyIdentified();
+        item.insert(ItemKey::imdbID, QStringLiteral("tt1375666"));
+        QList<SubtitleCandidate> list;
+        bool listed = false;
+        QObject context;
+        MovieLookup::getSubtitleList(item, &context, [&](const QList<SubtitleCandidate> &candidates) {
+            list = candidates;
+            listed = true;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(listed, 10000);
+        QCOMPARE(list.size(), 2); // the SubRip ones
+        QCOMPARE(list.at(0).approximateTime, QStringLiteral("02:24:10"));
+        QCOMPARE(list.at(1).approximateTime, QStringLiteral("02:21:30"));
+
+        std::optional<std::optional<MovieItem>> applied;
+        MovieLookup::applySubtitle(item, list.at(1), &context, [&](const std::optional<MovieItem> &updated) {
+            applied = updated;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(applied.has_value(), 10000);
+        QVERIFY(applied->has_value());
+        const MovieItem &withSubtitle = **applied;
+        QCOMPARE(withSubtitle.value(ItemKey::subtitleFound).toBool(), true);
+        QFile saved(withSubtitle.value(ItemKey::downloadedSubtitlePath).toString());
+        QVERIFY(saved.open(QIODevice::ReadOnly));
+        QCOMPARE(saved.readAll(), OpenSubtitlesStandin::subtitleText(QString::number(list.at(1).fileID)));
+    }
+
+    void newestFirstKeepsTheServiceOrderAmongEquals()
+    {
+        const QList<SubtitleCandidate> sorted = MovieLookup::sortedNewestFirst(
+            {{QStringLiteral("a"), {}, QStringLiteral("01:00:00"), 1, {}},
+             {QStringLiteral("b"), {}, QStringLiteral("02:00:00"), 2, {}},
+             {QStringLiteral("c"), {}, QStringLiteral("01:00:00"), 3, {}}});
+        QCOMPARE(sorted.at(0).fileID, 2);
+        QCOMPARE(sorted.at(1).fileID, 1);
+        QCOMPARE(sorted.at(2).fileID, 3);
+    }
+};
+
+KINOVELA_TEST_MAIN(TestMovieLookup)
+#include "tst_movielookup.moc"
