@@ -3,6 +3,7 @@
 #include "app/ImportPipeline.h"
 #include "app/MovieListModel.h"
 #include "base/Diagnostics.h"
+#include "creation/CreationBatch.h"
 #include "base/LanguageList.h"
 #include "base/Progress.h"
 #include "base/SearchLanguage.h"
@@ -13,8 +14,10 @@ AppCore::AppCore(QObject *parent)
     , m_list(new MovieListModel(this))
     , m_progress(new Progress(this))
     , m_importer(new ImportPipeline(m_list, m_progress, this))
+    , m_batch(new CreationBatch(m_progress, this))
 {
     m_importer->setPresetSource([this] { return m_conversionOption; });
+    connect(m_batch, &CreationBatch::finished, this, &AppCore::saveFinished);
 }
 
 AppCore::~AppCore() = default;
@@ -82,4 +85,19 @@ void AppCore::saveSettings()
 void AppCore::importFiles(const QList<QUrl> &urls)
 {
     m_importer->importFiles(urls);
+}
+
+void AppCore::save(const QString &destinationFolder)
+{
+    m_batch->creationTaskWithDestinationFolder(destinationFolder, m_list->items(), m_conversionOption);
+}
+
+void AppCore::cancelSave()
+{
+    m_batch->cancel();
+}
+
+bool AppCore::isSaving() const
+{
+    return m_batch->isRunning();
 }

@@ -2,6 +2,7 @@
 
 #include "base/MovieItemKeys.h"
 #include "base/Preset.h"
+#include "creation/CreationBatch.h"
 
 #include <QList>
 #include <QObject>
@@ -9,15 +10,18 @@
 #include <QUrl>
 #include <QVariantMap>
 
+class CreationBatch;
 class ImportPipeline;
 class MovieListModel;
 class Progress;
 
 /**
- * The application's central object: owns the main list, the import
- * pipeline, the shared progress object and the live conversion preset, and
- * runs the launch sequence (stored preset, language list, stored search
- * language). The window and the command line tool both drive it.
+ * The application's central object and the front door for long work: owns
+ * the main list, the import pipeline, the creation batch (Save), the shared
+ * progress object and the live conversion preset, and runs the launch
+ * sequence (stored preset, language list, stored search language). The
+ * window and the command line tool both drive it and wire nothing of their
+ * own between these parts.
  */
 class AppCore : public QObject
 {
@@ -56,14 +60,27 @@ public:
     /** Empties the subtitles folder and imports the files (replacing the list). */
     void importFiles(const QList<QUrl> &urls);
 
+    /**
+     * Save: creates a tagged movie of every listed item in
+     * @p destinationFolder with the live preset; saveFinished() follows, also
+     * for an empty list. Does nothing while a Save runs.
+     */
+    void save(const QString &destinationFolder);
+    /** Stops the running Save after the current step; the items not reached are reported as cancelled. */
+    void cancelSave();
+    bool isSaving() const;
+
 Q_SIGNALS:
     void conversionOptionChanged(Preset preset);
     void selectedLanguageChanged(int index);
+    /** One result per item of the Save, in list order. */
+    void saveFinished(const QList<CreationResult> &results);
 
 private:
     MovieListModel *m_list;
     Progress *m_progress;
     ImportPipeline *m_importer;
+    CreationBatch *m_batch;
     QList<QVariantMap> m_languages;
     int m_selectedLanguage = -1;
     Preset m_conversionOption = Presets::Default;

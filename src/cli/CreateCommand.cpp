@@ -15,6 +15,56 @@
 
 namespace Commands {
 
+namespace {
+
+QJsonObject resultJson(const CreationResult &result)
+{
+    QJsonObject object{{QStringLiteral("source"), result.source},
+                       {QStringLiteral("action"), result.action},
+                       {QStringLiteral("outputPath"), result.outputPath},
+                       {QStringLiteral("outcome"), result.succeeded ? QStringLiteral("created") : QStringLiteral("failed")},
+                       {QStringLiteral("movieTitle"), result.movieTitle}};
+    if (!result.succeeded)
+        object.insert(QStringLiteral("reason"), result.reason);
+    return object;
+}
+
+void printResults(const QList<MovieItem> &items, const QList<CreationResult> &results, bool json)
+{
+    if (json) {
+        QJsonArray itemArray;
+        for (const MovieItem &item : items)
+            itemArray.append(CliSupport::toJson(item));
+        QJsonArray resultArray;
+        for (const CreationResult &result : results)
+            resultArray.append(resultJson(result));
+        CliSupport::printJson(QJsonObject{{QStringLiteral("items"), itemArray}, {QStringLiteral("results"), resultArray}});
+        return;
+    }
+    QTextStream out(stdout);
+    for (const CreationResult &result : results)
+        out << (result.succeeded ? "created  " : "FAILED   ") << result.action << "  " << result.source << " -> "
+            << result.outputPath << (result.succeeded ? QString() : QStringLiteral("  (") + result.reason + QLatin1Char(')'))
+            << "\n";
+    if (CreationBatch::allSucceeded(results))
+        out << "Movies Created Sucessfully!\n";
+}
+
+QList<CreationResult> saveAndWait(AppCore &core, const QString &destination)
+{
+    QList<CreationResult> results;
+    QEventLoop loop;
+    QObject::connect(&core, &AppCore::saveFinished, &loop, [&](const QList<CreationResult> &r) {
+        results = r;
+        loop.quit();
+    });
+    core.save(destination);
+    loop.exec();
+    return results;
+}
+
+} // namespace
+
 int create(const QStringList &arguments)
 {
     const CliSupport::Arguments parsed = CliSupport::parse(arguments, {QStringLiteral("--json")},
@@ -38,46 +88,12 @@ int create(const QStringList &arguments)
     for (const QString &file : rejected)
         Diagnostics::write(QStringLiteral("Not a movie file (skipped): ") + file);
     const QList<MovieItem> items = core.list()->items();
-
-    CreationBatch batch(core.progress());
-    QList<CreationResult> results;
-    QEventLoop loop;
-    QObject::connect(&batch, &CreationBatch::finished, &loop, [&](const QList<CreationResult> &r) {
-        results = r;
-        loop.quit();
-    });
-    batch.creationTaskWithDestinationFolder(QDir::cleanPath(destination), items, core.conversionOption());
-    loop.exec();
-
-    for (const CreationResult &result : std::as_const(results)) {
+    const QList<CreationResult> results = saveAndWait(core, QDir::cleanPath(destination));
+    for (const CreationResult &result : results) {
         if (!result.succeeded)
             Diagnostics::write(QStringLiteral("Failed: ") + result.source + QStringLiteral(" -> ") + result.reason);
     }
-    if (parsed.has(QStringLiteral("--json"))) {
-        QJsonArray itemArray;
-        for (const MovieItem &item : items)
-            itemArray.append(CliSupport::toJson(item));
-        QJsonArray resultArray;
-        for (const CreationResult &result : std::as_const(results)) {
-            QJsonObject object{{QStringLiteral("source"), result.source},
-                               {QStringLiteral("action"), result.action},
-                               {QStringLiteral("outputPath"), result.outputPath},
-                               {QStringLiteral("outcome"), result.succeeded ? QStringLiteral("created") : QStringLiteral("failed")},
-                               {QStringLiteral("movieTitle"), result.movieTitle}};
-            if (!result.succeeded)
-                object.insert(QStringLiteral("reason"), result.reason);
-            resultArray.append(object);
-        }
-        CliSupport::printJson(QJsonObject{{QStringLiteral("items"), itemArray}, {QStringLiteral("results"), resultArray}});
-    } else {
-        QTextStream out(stdout);
-        for (const CreationResult &result : std::as_const(results))
-            out << (result.succeeded ? "created  " : "FAILED   ") << result.action << "  " << result.source << " -> "
-                << result.outputPath << (result.succeeded ? QString() : QStringLiteral("  (") + result.reason + QLatin1Char(')'))
-                << "\n";
-        if (CreationBatch::allSucceeded(results))
-            out << "Movies Created Sucessfully!\n";
-    }
+    printResults(items, results, parsed.has(QStringLiteral("--json")));
     return rejected.isEmpty() && CreationBatch::allSucceeded(results) ? Success : SomeFailed;
 }
 

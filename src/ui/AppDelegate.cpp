@@ -83,7 +83,6 @@ QPixmap pixmapOf(const QVariant &value, const QSize &bound)
 AppDelegate::AppDelegate(QWidget *parent)
     : QMainWindow(parent)
     , m_core(new AppCore(this))
-    , m_batch(new CreationBatch(m_core->progress(), this))
 {
     setObjectName(QStringLiteral("window"));
     setWindowTitle(QStringLiteral("Kinovela"));
@@ -100,7 +99,7 @@ AppDelegate::AppDelegate(QWidget *parent)
     buildBatchWindow();
     buildPosterWindow();
 
-    connect(m_batch, &CreationBatch::finished, this, &AppDelegate::showCreationAlert);
+    connect(m_core, &AppCore::saveFinished, this, &AppDelegate::showCreationAlert);
 }
 
 AppDelegate::~AppDelegate() = default;
@@ -740,7 +739,7 @@ void AppDelegate::cancelBTN_insidePosterSearchWindow_clicked()
 
 void AppDelegate::saveBTN_clicked()
 {
-    if (m_batch->isRunning())
+    if (m_core->isSaving())
         return;
     auto *panel = new QFileDialog(this, tr("Choose the destination folder"));
     panel->setObjectName(QStringLiteral("savePanel"));
@@ -755,13 +754,13 @@ void AppDelegate::saveBTN_clicked()
 
 void AppDelegate::creationTaskWithDestinationFolder(const QString &destinationFolder)
 {
-    m_batch->creationTaskWithDestinationFolder(destinationFolder, m_core->list()->items(), m_core->conversionOption());
+    m_core->save(destinationFolder);
 }
 
 void AppDelegate::progressCancelBTN_clicked()
 {
     m_progressCancelBTN->setEnabled(false);
-    m_batch->cancel();
+    m_core->cancelSave();
 }
 
 void AppDelegate::showCreationAlert(const QList<CreationResult> &results)

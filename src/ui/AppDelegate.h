@@ -39,7 +39,6 @@ public:
     ~AppDelegate() override;
 
     AppCore *core() const { return m_core; }
-    CreationBatch *creationBatch() const { return m_batch; }
 
 public Q_SLOTS:
     void applicationDidFinishLaunching();
@@ -99,7 +98,6 @@ private:
     void showCreationAlert(const QList<CreationResult> &results);
 
     AppCore *m_core;
-    CreationBatch *m_batch;
 
     QTableView *m_table = nullptr;
     QLabel *m_posterView = nullptr;
