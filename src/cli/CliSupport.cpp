@@ -110,6 +110,14 @@ QJsonValue toJson(const QVariant &value)
     }
 }
 
+QJsonArray toJsonArray(const QList<QVariantMap> &items)
+{
+    QJsonArray array;
+    for (const QVariantMap &item : items)
+        array.append(toJson(item));
+    return array;
+}
+
 void printJson(const QJsonValue &value)
 {
     QJsonDocument document;

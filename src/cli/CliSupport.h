@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QHash>
+#include <QJsonArray>
 #include <QJsonValue>
 #include <QSet>
 #include <QStringList>
@@ -38,6 +39,9 @@ QString absolutePath(const QString &path);
  * application's own images).
  */
 QJsonValue toJson(const QVariant &value);
+
+/** The JSON forms of movie items, in order. */
+QJsonArray toJsonArray(const QList<QVariantMap> &items);
 
 /** Writes one JSON document (indented) on standard output. */
 void printJson(const QJsonValue &value);

@@ -32,13 +32,10 @@ QJsonObject resultJson(const CreationResult &result)
 void printResults(const QList<MovieItem> &items, const QList<CreationResult> &results, bool json)
 {
     if (json) {
-        QJsonArray itemArray;
-        for (const MovieItem &item : items)
-            itemArray.append(CliSupport::toJson(item));
         QJsonArray resultArray;
         for (const CreationResult &result : results)
             resultArray.append(resultJson(result));
-        CliSupport::printJson(QJsonObject{{QStringLiteral("items"), itemArray}, {QStringLiteral("results"), resultArray}});
+        CliSupport::printJson(QJsonObject{{QStringLiteral("items"), CliSupport::toJsonArray(items)}, {QStringLiteral("results"), resultArray}});
         return;
     }
     QTextStream out(stdout);
@@ -85,8 +82,6 @@ int create(const QStringList &arguments)
 
     AppCore core;
     const QStringList rejected = ImportRun::run(core, parsed.positional, stagger);
-    for (const QString &file : rejected)
-        Diagnostics::write(QStringLiteral("Not a movie file (skipped): ") + file);
     const QList<MovieItem> items = core.list()->items();
     const QList<CreationResult> results = saveAndWait(core, QDir::cleanPath(destination));
     for (const CreationResult &result : results) {

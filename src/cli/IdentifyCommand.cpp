@@ -64,10 +64,7 @@ int identify(const QStringList &arguments)
         }
     }
     if (parsed.has(QStringLiteral("--json"))) {
-        QJsonArray array;
-        for (const MovieItem &record : std::as_const(records))
-            array.append(CliSupport::toJson(record));
-        CliSupport::printJson(array);
+        CliSupport::printJson(CliSupport::toJsonArray(records));
     } else {
         QTextStream out(stdout);
         for (qsizetype i = 0; i < records.size(); ++i)

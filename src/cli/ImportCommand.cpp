@@ -62,15 +62,10 @@ int import(const QStringList &arguments)
     const QList<MovieItem> items = core.list()->items();
 
     if (parsed.has(QStringLiteral("--json"))) {
-        QJsonArray array;
-        for (const MovieItem &item : items)
-            array.append(CliSupport::toJson(item));
-        CliSupport::printJson(array);
+        CliSupport::printJson(CliSupport::toJsonArray(items));
     } else {
         printText(items);
     }
-    for (const QString &file : rejected)
-        Diagnostics::write(QStringLiteral("Not a movie file (skipped): ") + file);
     return rejected.isEmpty() ? Success : SomeFailed;
 }
 

@@ -1,5 +1,7 @@
 #include "cli/ImportRun.h"
 
+#include "base/Diagnostics.h"
+
 #include "app/AppCore.h"
 #include "app/ImportPipeline.h"
 #include "app/MovieListModel.h"
@@ -63,8 +65,10 @@ QStringList run(AppCore &core, const QStringList &files, double stagger)
     for (const MovieItem &item : core.list()->items())
         listed.insert(item.value(ItemKey::serialNumber).toLongLong());
     for (int i = 0; i < files.size(); ++i) {
-        if (!listed.contains(i))
+        if (!listed.contains(i)) {
             rejected.append(files.at(i));
+            Diagnostics::write(QStringLiteral("Not a movie file (skipped): ") + files.at(i));
+        }
     }
     return rejected;
 }

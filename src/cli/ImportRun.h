@@ -21,7 +21,7 @@ bool applyOptions(const CliSupport::Arguments &arguments, double *stagger, QStri
 /**
  * Starts the core, imports the files (made absolute) and runs the event loop
  * until every file has been listed or rejected. Returns the files that were
- * rejected, in the order given.
+ * rejected, in the order given, each also named in a diagnostic line.
  */
 QStringList run(AppCore &core, const QStringList &files, double stagger);
 

@@ -33,10 +33,7 @@ int search(const QStringList &arguments)
         loop.exec();
 
     if (parsed.has(QStringLiteral("--json"))) {
-        QJsonArray array;
-        for (const MovieItem &record : std::as_const(candidates))
-            array.append(CliSupport::toJson(record));
-        CliSupport::printJson(array);
+        CliSupport::printJson(CliSupport::toJsonArray(candidates));
     } else {
         QTextStream out(stdout);
         for (const MovieItem &record : std::as_const(candidates))
