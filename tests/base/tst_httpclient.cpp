@@ -2,9 +2,6 @@
 #include "standin/StandinServer.h"
 #include "support/TestEnvironment.h"
 
-#include <QElapsedTimer>
-#include <QSignalSpy>
-
 namespace {
 
 struct Outcome
@@ -12,13 +9,6 @@ struct Outcome
     int calls = 0;
     HttpResponse response;
 };
-
-StandinServer::Reply jsonReply(const QByteArray &body)
-{
-    StandinServer::Reply reply;
-    reply.body = body;
-    return reply;
-}
 
 } // namespace
 
@@ -50,18 +40,14 @@ private Q_SLOTS:
     {
         m_server = new StandinServer(this);
         QVERIFY(m_server->start());
-        m_server->addRoute(QStringLiteral("json"), "GET", QStringLiteral("/json"),
-                           [](const StandinServer::Request &) { return jsonReply(R"({"answer": 42})"); });
+        m_server->addRoute(QStringLiteral("json"), "GET", QStringLiteral("/json"), [](const StandinServer::Request &) {
+            return StandinServer::json({{QStringLiteral("answer"), 42}});
+        });
         m_server->addRoute(QStringLiteral("echo"), "POST", QStringLiteral("/echo"), [](const StandinServer::Request &request) {
-            StandinServer::Reply reply;
-            reply.contentType = "text/xml";
-            reply.body = request.body;
-            return reply;
+            return StandinServer::plain(200, "text/xml", request.body);
         });
         m_server->addRoute(QStringLiteral("javascript"), "GET", QStringLiteral("/js"), [](const StandinServer::Request &) {
-            StandinServer::Reply reply = jsonReply(R"([1, 2])");
-            reply.contentType = "text/javascript; charset=utf-8";
-            return reply;
+            return StandinServer::plain(200, "text/javascript; charset=utf-8", "[1, 2]");
         });
     }
 
