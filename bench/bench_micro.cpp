@@ -1,4 +1,7 @@
-// Micro-benchmarks of the pure pieces that run once per movie or per result.
+// Micro-benchmarks of the pure pieces that run once per movie or per result,
+// and of what each paint of a list row asks of the model.
+#include "app/MovieListModel.h"
+#include "base/ItemImage.h"
 #include "base/MovieItemKeys.h"
 #include "creation/ConverterArguments.h"
 #include "creation/MetadataParsingHelper.h"
@@ -7,8 +10,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
+#include <QImage>
 #include <QVariantMap>
 
 namespace {
@@ -79,6 +84,26 @@ void propertyList(benchmark::State &state)
         benchmark::DoNotOptimize(MetadataParsingHelper::getPLISTWithDict(item));
 }
 BENCHMARK(propertyList);
+
+// A poster cell painted again: the thumbnail is looked up, not decoded or hashed anew.
+void posterCell(benchmark::State &state)
+{
+    QImage picture(500, 750, QImage::Format_RGB32);
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x)
+            picture.setPixel(x, y, qRgb(x % 256, y % 256, (x * y) % 256));
+    }
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    picture.save(&buffer, "PNG");
+    MovieListModel list;
+    list.append({{ItemKey::moviePoster, QVariant::fromValue(ItemImage::fromEncoded(bytes))}});
+    const QModelIndex cell = list.index(0, MovieListModel::PosterColumn);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(list.data(cell, Qt::DecorationRole));
+}
+BENCHMARK(posterCell);
 
 } // namespace
 

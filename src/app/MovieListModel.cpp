@@ -2,7 +2,6 @@
 
 #include "base/ItemImage.h"
 
-#include <QCryptographicHash>
 #include <QItemSelectionModel>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 MovieListModel::MovieListModel(QObject *parent)
     : QAbstractTableModel(parent)
     , m_selection(new QItemSelectionModel(this, this))
+    , m_thumbnails(32 * 1024 * 1024) // bytes of decoded pictures: thousands of list thumbnails
 {
 }
 
@@ -146,15 +146,11 @@ QImage MovieListModel::thumbnail(const QVariant &value, const QSize &bound) cons
     const ItemImage image = value.value<ItemImage>();
     if (image.isNull())
         return {};
-    const QByteArray key = image.resourceName().isEmpty()
-        ? QCryptographicHash::hash(image.encoded(), QCryptographicHash::Md5)
-        : image.resourceName().toUtf8();
-    const QByteArray sizedKey = key + '@' + QByteArray::number(bound.width()) + 'x' + QByteArray::number(bound.height());
-    auto it = m_thumbnails.constFind(sizedKey);
-    if (it != m_thumbnails.constEnd())
-        return it.value();
+    const std::pair<quint64, quint64> key{image.cacheKey(), quint64(quint32(bound.width())) << 32 | quint32(bound.height())};
+    if (const QImage *cached = m_thumbnails.object(key))
+        return *cached;
     const QImage decoded = image.decode(bound);
-    m_thumbnails.insert(sizedKey, decoded);
+    m_thumbnails.insert(key, new QImage(decoded), qMax<qsizetype>(1, decoded.sizeInBytes()));
     return decoded;
 }
 

@@ -3,11 +3,12 @@
 #include "base/MovieItemKeys.h"
 
 #include <QAbstractTableModel>
-#include <QHash>
+#include <QCache>
 #include <QImage>
 #include <QList>
 
 #include <optional>
+#include <utility>
 
 class QItemSelectionModel;
 
@@ -76,7 +77,8 @@ private:
 
     QList<MovieItem> m_items;
     QItemSelectionModel *m_selection;
-    // Decoded thumbnails keyed by the encoded bytes' identity, so a list of
-    // hundreds of posters holds only small pictures.
-    mutable QHash<QByteArray, QImage> m_thumbnails;
+    // Decoded thumbnails keyed by the image's cache key and the size shown,
+    // so a list of hundreds of posters holds only small pictures and a paint
+    // costs a lookup, not a pass over the encoded bytes.
+    mutable QCache<std::pair<quint64, quint64>, QImage> m_thumbnails;
 };

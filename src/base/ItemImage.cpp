@@ -2,20 +2,45 @@
 
 #include <QBuffer>
 #include <QFile>
+#include <QHash>
 #include <QImageReader>
+#include <QMutex>
+
+#include <atomic>
+
+namespace {
+
+quint64 nextCacheKey()
+{
+    static std::atomic<quint64> last{0};
+    return ++last;
+}
+
+} // namespace
 
 ItemImage::ItemImage(QByteArray encoded, QString resourceName)
-    : m_encoded(std::move(encoded)), m_resourceName(std::move(resourceName))
+    : m_encoded(std::move(encoded))
+    , m_resourceName(std::move(resourceName))
+    , m_cacheKey(m_encoded.isEmpty() ? 0 : nextCacheKey())
 {
 }
 
 ItemImage ItemImage::fromResource(const QString &name)
 {
+    // Read once per name, so every row showing the same rating icon shares one key and one thumbnail.
+    static QMutex mutex;
+    static QHash<QString, ItemImage> loaded;
+    const QMutexLocker locker(&mutex);
+    const auto it = loaded.constFind(name);
+    if (it != loaded.constEnd())
+        return it.value();
     const QString fileName = name.endsWith(QStringLiteral(".png")) ? name : name + QStringLiteral(".png");
     QFile file(QStringLiteral(":/images/") + fileName);
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    return ItemImage(file.readAll(), name);
+    const ItemImage image(file.readAll(), name);
+    loaded.insert(name, image);
+    return image;
 }
 
 ItemImage ItemImage::fromEncoded(const QByteArray &encoded)

@@ -34,15 +34,24 @@ public:
     QSize size() const;
     /** Decodes, scaled down to fit `bound` (keeping the aspect ratio) when given. */
     QImage decode(const QSize &bound = QSize()) const;
+    /**
+     * Names this image for caches of what is drawn from it: unique in the
+     * process, given when the image is made and kept by its copies; 0 for a
+     * null image. Images made separately have different keys even when their
+     * bytes are equal (the application's own images, by name, share one).
+     */
+    quint64 cacheKey() const { return m_cacheKey; }
 
     bool operator==(const ItemImage &other) const
     {
-        return m_resourceName == other.m_resourceName && m_encoded == other.m_encoded;
+        return m_cacheKey == other.m_cacheKey
+            || (m_resourceName == other.m_resourceName && m_encoded == other.m_encoded);
     }
 
 private:
     QByteArray m_encoded;
     QString m_resourceName;
+    quint64 m_cacheKey = 0;
 };
 
 Q_DECLARE_METATYPE(ItemImage)

@@ -1,8 +1,10 @@
 #include "media/MovieItemFacts.h"
 #include "app/MovieListModel.h"
+#include "base/ItemImage.h"
 #include "media/FileProbe.h"
 #include "support/TestEnvironment.h"
 
+#include <QBuffer>
 #include <QItemSelectionModel>
 #include <QSignalSpy>
 
@@ -26,6 +28,27 @@ QVariantMap track(const char *type, const char *codec, const char *info)
     return {{TrackKey::trackType, QString::fromLatin1(type)},
             {TrackKey::trackCodec, QString::fromLatin1(codec)},
             {TrackKey::trackSpecialInfo, QString::fromLatin1(info)}};
+}
+
+ItemImage poster(Qt::GlobalColor color)
+{
+    QImage image(200, 300, QImage::Format_RGB32);
+    image.fill(color);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return ItemImage::fromEncoded(bytes);
+}
+
+QImage decoration(const MovieListModel &list, int row)
+{
+    return list.data(list.index(row, MovieListModel::PosterColumn), Qt::DecorationRole).value<QImage>();
+}
+
+QColor middle(const QImage &image)
+{
+    return image.pixelColor(image.width() / 2, image.height() / 2);
 }
 
 } // namespace
@@ -90,6 +113,34 @@ private Q_SLOTS:
         list.clear();
         QCOMPARE(list.count(), 0);
         QCOMPARE(list.selectedRow(), -1);
+    }
+
+    void postersShowAsThumbnailsThatFollowThePoster()
+    {
+        MovieListModel list;
+        MovieItem movie = item(0);
+        movie.insert(ItemKey::moviePoster, QVariant::fromValue(poster(Qt::red)));
+        list.append(movie);
+        list.append(movie);
+        const QImage first = decoration(list, 0);
+        QCOMPARE(first.size(), QSize(45, 68)); // fits thumbnailSize(), aspect kept
+        QCOMPARE(middle(first), QColor(Qt::red));
+        // Painted again, or in another row holding the same image: the very same picture, not decoded anew.
+        QCOMPARE(decoration(list, 0).cacheKey(), first.cacheKey());
+        QCOMPARE(decoration(list, 1).cacheKey(), first.cacheKey());
+
+        // A changed poster shows at once; an equal image made separately shows just the same.
+        movie.insert(ItemKey::moviePoster, QVariant::fromValue(poster(Qt::blue)));
+        list.replaceAt(0, movie);
+        QCOMPARE(middle(decoration(list, 0)), QColor(Qt::blue));
+        movie.insert(ItemKey::moviePoster, QVariant::fromValue(poster(Qt::red)));
+        list.replaceAt(0, movie);
+        QCOMPARE(middle(decoration(list, 0)), QColor(Qt::red));
+        QCOMPARE(middle(decoration(list, 1)), QColor(Qt::red));
+
+        movie.insert(ItemKey::moviePoster, QVariant::fromValue(ItemImage()));
+        list.replaceAt(0, movie);
+        QVERIFY(decoration(list, 0).isNull());
     }
 
     void trackSummariesJoinEachKindInOrder()

@@ -10,8 +10,6 @@
 #include <QJsonObject>
 #include <QUrlQuery>
 
-#include <zlib.h>
-
 namespace {
 
 struct Entry
@@ -54,7 +52,6 @@ QString hashFileID(const QString &hash)
 bool g_loginRefused = false;
 int g_quota = 100;
 const QString g_token = QStringLiteral("standin-token-8c1b5d");
-
 
 QVariantMap record(const Entry &entry)
 {
@@ -108,37 +105,32 @@ QVariant answer(const QString &method, const QVariantList &parameters)
         QVariantMap reply = status("200 OK");
         reply.insert(QStringLiteral("data"),
                      QVariantList{QVariantMap{{QStringLiteral("idsubtitlefile"), id},
-                                              {QStringLiteral("data"), QString::fromLatin1(OpenSubtitlesStandin::gzip(text).toBase64())}}});
+                                              {QStringLiteral("data"), QString::fromLatin1(StandinServer::gzip(text).toBase64())}}});
         return reply;
     }
     return {};
 }
 
+using Reply = StandinServer::Reply;
 
-StandinServer::Reply restJson(const QJsonObject &object, int status = 200)
+Reply restError(int status)
 {
-    StandinServer::Reply reply;
-    reply.status = status;
-    reply.body = QJsonDocument(object).toJson(QJsonDocument::Compact);
-    return reply;
-}
-
-StandinServer::Reply restError(int status)
-{
+    const auto answer = [status](const char *message, bool withStatus) {
+        QJsonObject body{{QStringLiteral("message"), QString::fromLatin1(message)}};
+        if (withStatus)
+            body.insert(QStringLiteral("status"), status);
+        return StandinServer::json(body, status);
+    };
     if (status == 401)
-        return restJson({{QStringLiteral("message"), QStringLiteral("You cannot consume this service")},
-                         {QStringLiteral("status"), 401}},
-                        401);
+        return answer("You cannot consume this service", true);
     if (status == 429)
-        return restJson({{QStringLiteral("message"), QStringLiteral("Throttle limit reached. Retry later.")}}, 429);
-    return restJson({{QStringLiteral("message"), QStringLiteral("Internal server error")}, {QStringLiteral("status"), status}},
-                    status);
+        return answer("Throttle limit reached. Retry later.", false);
+    return answer("Internal server error", true);
 }
 
-bool keyAccepted(const StandinServer::Request &request)
-{
+const StandinServer::Service rest{restError, [](const StandinServer::Request &request) {
     return request.header("Api-Key") == OpenSubtitlesStandin::restApiKey();
-}
+}};
 
 QJsonObject restSubtitle(const QString &fileID, const QString &release, const QString &uploader, int imdb, bool hashMatch)
 {
@@ -160,10 +152,8 @@ QJsonObject restSubtitle(const QString &fileID, const QString &release, const QS
                                                                           {QStringLiteral("file_name"), QString(release + QStringLiteral(".srt"))}}}}}}};
 }
 
-StandinServer::Reply restSearch(const StandinServer::Request &request)
+Reply restSearch(const StandinServer::Request &request)
 {
-    if (!keyAccepted(request))
-        return restError(401);
     // The service redirects any query that is not sorted and in lower case.
     QList<std::pair<QString, QString>> items = request.query.queryItems(QUrl::FullyDecoded);
     QList<std::pair<QString, QString>> canonical;
@@ -173,9 +163,7 @@ StandinServer::Reply restSearch(const StandinServer::Request &request)
     if (canonical != items) {
         QUrlQuery query;
         query.setQueryItems(canonical);
-        StandinServer::Reply reply;
-        reply.status = 301;
-        reply.contentType = "text/html";
+        Reply reply = StandinServer::plain(301, "text/html", {});
         reply.headers.append({QByteArrayLiteral("Location"),
                               (QStringLiteral("/api/v1/subtitles?") + query.toString(QUrl::FullyEncoded)).toUtf8()});
         return reply;
@@ -189,60 +177,51 @@ StandinServer::Reply restSearch(const StandinServer::Request &request)
         if (entry.format == QLatin1String("srt"))
             data.append(restSubtitle(entry.fileID, entry.fileName.section(QLatin1Char('.'), 0, -2), entry.uploader, imdb, false));
     }
-    return restJson({{QStringLiteral("total_pages"), 1},
-                     {QStringLiteral("total_count"), data.size()},
-                     {QStringLiteral("per_page"), 60},
-                     {QStringLiteral("page"), 1},
-                     {QStringLiteral("data"), data}});
+    return StandinServer::json({{QStringLiteral("total_pages"), 1},
+                                {QStringLiteral("total_count"), data.size()},
+                                {QStringLiteral("per_page"), 60},
+                                {QStringLiteral("page"), 1},
+                                {QStringLiteral("data"), data}});
 }
 
 QString g_baseUrl;
 
-StandinServer::Reply restDownload(const StandinServer::Request &request)
+Reply restDownload(const StandinServer::Request &request)
 {
-    if (!keyAccepted(request))
-        return restError(401);
     const QString id = QString::number(QJsonDocument::fromJson(request.body).object().value(QStringLiteral("file_id")).toInteger());
     if (g_quota <= 0)
-        return restJson({{QStringLiteral("requests"), 101},
-                         {QStringLiteral("remaining"), -1},
-                         {QStringLiteral("message"), QStringLiteral("You have downloaded your allowed 100 subtitles for 24h.Your quota will be renewed in 07 hours and 31 minutes (2026-11-24 00:00:00 UTC) ")},
-                         {QStringLiteral("reset_time"), QStringLiteral("07 hours and 31 minutes")},
-                         {QStringLiteral("reset_time_utc"), QStringLiteral("2026-11-24T00:00:00.000Z")}},
-                        406);
+        return StandinServer::json({{QStringLiteral("requests"), 101},
+                                    {QStringLiteral("remaining"), -1},
+                                    {QStringLiteral("message"), QStringLiteral("You have downloaded your allowed 100 subtitles for 24h.Your quota will be renewed in 07 hours and 31 minutes (2026-11-24 00:00:00 UTC) ")},
+                                    {QStringLiteral("reset_time"), QStringLiteral("07 hours and 31 minutes")},
+                                    {QStringLiteral("reset_time_utc"), QStringLiteral("2026-11-24T00:00:00.000Z")}},
+                                   406);
     --g_quota;
-    return restJson({{QStringLiteral("link"), QString(g_baseUrl + QStringLiteral("/download/files/") + id + QStringLiteral(".srt"))},
-                     {QStringLiteral("file_name"), QString(id + QStringLiteral(".srt"))},
-                     {QStringLiteral("requests"), 100 - g_quota},
-                     {QStringLiteral("remaining"), g_quota},
-                     {QStringLiteral("message"), QStringLiteral("Your quota will be renewed in 07 hours and 31 minutes")},
-                     {QStringLiteral("reset_time"), QStringLiteral("07 hours and 31 minutes")},
-                     {QStringLiteral("reset_time_utc"), QStringLiteral("2026-11-24T00:00:00.000Z")}});
+    return StandinServer::json({{QStringLiteral("link"), QString(g_baseUrl + QStringLiteral("/download/files/") + id + QStringLiteral(".srt"))},
+                                {QStringLiteral("file_name"), QString(id + QStringLiteral(".srt"))},
+                                {QStringLiteral("requests"), 100 - g_quota},
+                                {QStringLiteral("remaining"), g_quota},
+                                {QStringLiteral("message"), QStringLiteral("Your quota will be renewed in 07 hours and 31 minutes")},
+                                {QStringLiteral("reset_time"), QStringLiteral("07 hours and 31 minutes")},
+                                {QStringLiteral("reset_time_utc"), QStringLiteral("2026-11-24T00:00:00.000Z")}});
 }
 
-StandinServer::Reply restFile(const StandinServer::Request &request)
+Reply restFile(const StandinServer::Request &request)
 {
-    const QString id = request.path.section(QLatin1Char('/'), -1).section(QLatin1Char('.'), 0, 0);
-    StandinServer::Reply reply;
-    reply.contentType = "application/x-subrip";
-    reply.body = OpenSubtitlesStandin::subtitleText(id);
-    if (reply.body.isEmpty())
-        reply.status = 404;
-    return reply;
+    const QByteArray text = OpenSubtitlesStandin::subtitleText(request.path.section(QLatin1Char('/'), -1).section(QLatin1Char('.'), 0, 0));
+    return StandinServer::plain(text.isEmpty() ? 404 : 200, "application/x-subrip", text);
 }
 
-StandinServer::Reply restLogin(const StandinServer::Request &request)
+Reply restLogin(const StandinServer::Request &request)
 {
-    if (!keyAccepted(request))
-        return restError(401);
     const QJsonObject body = QJsonDocument::fromJson(request.body).object();
     if (body.value(QStringLiteral("username")).toString() != QLatin1String("moviefan")
         || body.value(QStringLiteral("password")).toString() != QLatin1String("s3cret"))
-        return restJson({{QStringLiteral("message"), QStringLiteral("Error, invalid username/password")}, {QStringLiteral("status"), 401}}, 401);
-    return restJson({{QStringLiteral("user"), QJsonObject{{QStringLiteral("allowed_downloads"), 1000}, {QStringLiteral("level"), QStringLiteral("VIP Member")}}},
-                     {QStringLiteral("base_url"), QStringLiteral("api.opensubtitles.com")},
-                     {QStringLiteral("token"), QStringLiteral("rest-token-b7e1")},
-                     {QStringLiteral("status"), 200}});
+        return StandinServer::json({{QStringLiteral("message"), QStringLiteral("Error, invalid username/password")}, {QStringLiteral("status"), 401}}, 401);
+    return StandinServer::json({{QStringLiteral("user"), QJsonObject{{QStringLiteral("allowed_downloads"), 1000}, {QStringLiteral("level"), QStringLiteral("VIP Member")}}},
+                                {QStringLiteral("base_url"), QStringLiteral("api.opensubtitles.com")},
+                                {QStringLiteral("token"), QStringLiteral("rest-token-b7e1")},
+                                {QStringLiteral("status"), 200}});
 }
 
 } // namespace
@@ -263,42 +242,29 @@ QByteArray OpenSubtitlesStandin::subtitleText(const QString &fileID)
     return {};
 }
 
+QStringList OpenSubtitlesStandin::environment(const StandinServer &server)
+{
+    return {QStringLiteral("KINOVELA_OPENSUBTITLES_URL=") + server.baseUrl() + QStringLiteral("/xml-rpc"),
+            QStringLiteral("KINOVELA_OPENSUBTITLES_REST_URL=") + server.baseUrl() + QStringLiteral("/api/v1")};
+}
+
 void OpenSubtitlesStandin::install(StandinServer &server)
 {
     g_baseUrl = server.baseUrl();
-    server.addRoute(QStringLiteral("rest-login"), "POST", QStringLiteral("/api/v1/login"), restLogin, restError);
-    server.addRoute(QStringLiteral("rest-search"), "GET", QStringLiteral("/api/v1/subtitles"), restSearch, restError);
-    server.addRoute(QStringLiteral("rest-download"), "POST", QStringLiteral("/api/v1/download"), restDownload, restError);
+    server.addRoute(QStringLiteral("rest-login"), "POST", QStringLiteral("/api/v1/login"), restLogin, rest);
+    server.addRoute(QStringLiteral("rest-search"), "GET", QStringLiteral("/api/v1/subtitles"), restSearch, rest);
+    server.addRoute(QStringLiteral("rest-download"), "POST", QStringLiteral("/api/v1/download"), restDownload, rest);
     server.addRoute(QStringLiteral("rest-file"), "GET", QStringLiteral("/download/files/[0-9A-Za-z]+\\.srt"), restFile, restError);
     server.addRoute(QStringLiteral("xmlrpc"), "POST", QStringLiteral("/xml-rpc"), [](const StandinServer::Request &request) {
-        StandinServer::Reply reply;
-        reply.contentType = "text/xml";
         QString method;
         QVariantList parameters;
-        if (!XmlRpc::parseCall(request.body, &method, &parameters)) {
-            reply.body = XmlRpc::fault(-32700, QStringLiteral("parse error. not well formed"));
-            return reply;
-        }
+        if (!XmlRpc::parseCall(request.body, &method, &parameters))
+            return StandinServer::plain(200, "text/xml", XmlRpc::fault(-32700, QStringLiteral("parse error. not well formed")));
         const QVariant value = answer(method, parameters);
-        reply.body = value.isValid() ? XmlRpc::response(value)
-                                     : XmlRpc::fault(-32601, QStringLiteral("server error. requested method not found"));
-        return reply;
+        return StandinServer::plain(200, "text/xml",
+                                    value.isValid() ? XmlRpc::response(value)
+                                                    : XmlRpc::fault(-32601, QStringLiteral("server error. requested method not found")));
     });
-}
-
-QByteArray OpenSubtitlesStandin::gzip(const QByteArray &data)
-{
-    z_stream stream{};
-    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    QByteArray output(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
-    stream.avail_in = uInt(data.size());
-    stream.next_out = reinterpret_cast<Bytef *>(output.data());
-    stream.avail_out = uInt(output.size());
-    deflate(&stream, Z_FINISH);
-    output.resize(qsizetype(stream.total_out));
-    deflateEnd(&stream);
-    return output;
 }
 
 void OpenSubtitlesStandin::setDownloadQuota(int remaining)

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 class StandinServer;
 
@@ -22,6 +23,8 @@ class OpenSubtitlesStandin
 {
 public:
     static void install(StandinServer &server);
+    /** "NAME=value" lines pointing Kinovela at both services on the server. */
+    static QStringList environment(const StandinServer &server);
     /** A subtitle found by this movie hash text; `content` is what the download gives. */
     static void addHashSubtitle(const QString &movieHash, const QByteArray &content);
     static void clearHashSubtitles();
@@ -29,9 +32,6 @@ public:
     static void setLoginRefused(bool refused);
     /** The subtitle text served for a file id. */
     static QByteArray subtitleText(const QString &fileID);
-
-    /** gzip data, as the service sends subtitles. */
-    static QByteArray gzip(const QByteArray &data);
 
     static QByteArray restApiKey() { return QByteArrayLiteral("standin-rest-key-5f2a"); }
     /** Downloads left before the service answers 406. */

@@ -1,12 +1,16 @@
 #include "StandinServer.h"
 
 #include <QHostAddress>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QPointer>
 #include <QTcpSocket>
 #include <QTimer>
 
 #include <QtHttpServer/QHttpServerRequest>
 #include <QtHttpServer/QHttpServerResponder>
+
+#include <zlib.h>
 
 QByteArray StandinServer::Request::header(const QByteArray &name) const
 {
@@ -35,8 +39,49 @@ QString StandinServer::baseUrl() const
 void StandinServer::addRoute(const QString &name, const QByteArray &method, const QString &pathPattern, Handler handler,
                              ErrorReply errorReply)
 {
+    addRoute(name, method, pathPattern, std::move(handler), Service{std::move(errorReply), {}});
+}
+
+void StandinServer::addRoute(const QString &name, const QByteArray &method, const QString &pathPattern, Handler handler,
+                             const Service &service)
+{
     m_routes.append(Route{name, method, QRegularExpression(QRegularExpression::anchoredPattern(pathPattern)),
-                          std::move(handler), std::move(errorReply)});
+                          std::move(handler), service});
+}
+
+StandinServer::Reply StandinServer::json(const QJsonObject &object, int status)
+{
+    return plain(status, QByteArrayLiteral("application/json;charset=utf-8"), QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+StandinServer::Reply StandinServer::plain(int status, const QByteArray &contentType, const QByteArray &body)
+{
+    Reply reply;
+    reply.status = status;
+    reply.contentType = contentType;
+    reply.body = body;
+    return reply;
+}
+
+QByteArray StandinServer::gzip(const QByteArray &data)
+{
+    z_stream stream{};
+    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
+    QByteArray output(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
+    stream.avail_in = uInt(data.size());
+    stream.next_out = reinterpret_cast<Bytef *>(output.data());
+    stream.avail_out = uInt(output.size());
+    deflate(&stream, Z_FINISH);
+    output.resize(qsizetype(stream.total_out));
+    deflateEnd(&stream);
+    return output;
+}
+
+void StandinServer::exportEnvironment(const QStringList &lines)
+{
+    for (const QString &line : lines)
+        qputenv(line.section(QLatin1Char('='), 0, 0).toUtf8().constData(), line.section(QLatin1Char('='), 1).toUtf8());
 }
 
 void StandinServer::setFailure(const QString &route, Failure failure, int times)
@@ -114,17 +159,19 @@ bool StandinServer::handleRequest(const QHttpServerRequest &request, QTcpSocket 
         m_requests.append(recorded);
 
         const auto errorReply = [&route](int status) {
-            if (route.errorReply)
-                return route.errorReply(status);
-            Reply reply;
-            reply.status = status;
-            reply.body = QByteArrayLiteral("{\"error\":\"stand-in failure\"}");
-            return reply;
+            if (route.service.errorReply)
+                return route.service.errorReply(status);
+            return plain(status, Reply().contentType, QByteArrayLiteral("{\"error\":\"stand-in failure\"}"));
         };
 
         Reply reply;
         switch (takeFailure(route.name)) {
-        case Failure::None: reply = route.handler(recorded); break;
+        case Failure::None:
+            if (route.service.keyAccepted && !route.service.keyAccepted(recorded))
+                reply = errorReply(401);
+            else
+                reply = route.handler(recorded);
+            break;
         case Failure::Unauthorized: reply = errorReply(401); break;
         case Failure::NotFound: reply = errorReply(404); break;
         case Failure::TooManyRequests:
@@ -165,9 +212,5 @@ bool StandinServer::handleRequest(const QHttpServerRequest &request, QTcpSocket 
 
 void StandinServer::missingHandler(const QHttpServerRequest &request, QTcpSocket *socket)
 {
-    Reply reply;
-    reply.status = 404;
-    reply.contentType = QByteArrayLiteral("text/plain");
-    reply.body = QByteArrayLiteral("no such route in the stand-in");
-    send(request, socket, reply);
+    send(request, socket, plain(404, QByteArrayLiteral("text/plain"), QByteArrayLiteral("no such route in the stand-in")));
 }

@@ -6,6 +6,7 @@
 #include <QPair>
 #include <QRegularExpression>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 #include <QUrlQuery>
 
@@ -14,6 +15,7 @@
 #include <functional>
 
 class QHttpServerRequest;
+class QJsonObject;
 class QTcpSocket;
 
 /**
@@ -61,6 +63,12 @@ public:
     using Handler = std::function<Reply(const Request &request)>;
     /** Builds the service's error answer for a status (401, 404, 429...). */
     using ErrorReply = std::function<Reply(int status)>;
+    /** What the routes of one service share: its error answers and the key check (failing it answers 401). */
+    struct Service
+    {
+        ErrorReply errorReply;
+        std::function<bool(const Request &request)> keyAccepted;
+    };
 
     explicit StandinServer(QObject *parent = nullptr);
     ~StandinServer() override;
@@ -74,6 +82,8 @@ public:
     /** Routes are tried in the order added; `path` must match the whole path. */
     void addRoute(const QString &name, const QByteArray &method, const QString &pathPattern, Handler handler,
                   ErrorReply errorReply = {});
+    void addRoute(const QString &name, const QByteArray &method, const QString &pathPattern, Handler handler,
+                  const Service &service);
 
     /** Makes the route fail `times` times (negative: until told otherwise). */
     void setFailure(const QString &route, Failure failure, int times = -1);
@@ -84,6 +94,14 @@ public:
     const QList<Request> &requests() const { return m_requests; }
     QList<Request> requests(const QString &route) const;
     void clearRequests() { m_requests.clear(); }
+
+    /** A compact JSON answer. */
+    static Reply json(const QJsonObject &object, int status = 200);
+    static Reply plain(int status, const QByteArray &contentType, const QByteArray &body);
+    /** gzip data, as services send compressed files. */
+    static QByteArray gzip(const QByteArray &data);
+    /** Sets "NAME=value" lines as variables of this process. */
+    static void exportEnvironment(const QStringList &lines);
 
 protected:
     bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) override;
@@ -96,7 +114,7 @@ private:
         QByteArray method;
         QRegularExpression path;
         Handler handler;
-        ErrorReply errorReply;
+        Service service;
     };
     struct FailureSetting
     {

@@ -6,7 +6,6 @@
 #include <QHash>
 #include <QImage>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QPainter>
 #include <QRegularExpression>
@@ -28,32 +27,31 @@ struct Movie
     QString composer;
 };
 
+// One catalogue entry; lists are separated by '|'.
+Movie movie(qint64 id, const char *title, const char *released, const char *imdbId, const char *certification,
+            const char *genres, const char *storeGenre, const char *poster, const char *cast, const char *directors,
+            const char *composer)
+{
+    const auto list = [](const char *text) { return QString::fromUtf8(text).split(QLatin1Char('|')); };
+    return {id, QString::fromUtf8(title), QString::fromUtf8(released), QString::fromUtf8(imdbId),
+            QString::fromUtf8(certification), list(genres), QString::fromUtf8(storeGenre), QString::fromUtf8(poster),
+            list(cast), list(directors), QString::fromUtf8(composer)};
+}
+
 const QList<Movie> &catalogue()
 {
     static const QList<Movie> movies = {
-        {27205, QStringLiteral("Inception"), QStringLiteral("2010-07-15"), QStringLiteral("tt1375666"),
-         QStringLiteral("PG-13"), {QStringLiteral("Action"), QStringLiteral("Science Fiction")},
-         QStringLiteral("Sci-Fi & Fantasy"), QStringLiteral("/inception.jpg"),
-         {QStringLiteral("Leonardo DiCaprio"), QStringLiteral("Joseph Gordon-Levitt"), QStringLiteral("Elliot Page"),
-          QStringLiteral("Tom Hardy"), QStringLiteral("Ken Watanabe"), QStringLiteral("Cillian Murphy")},
-         {QStringLiteral("Christopher Nolan")}, QStringLiteral("Hans Zimmer")},
-        {155, QStringLiteral("The Dark Knight"), QStringLiteral("2008-07-16"), QStringLiteral("tt0468569"),
-         QStringLiteral("PG-13"), {QStringLiteral("Drama"), QStringLiteral("Action")},
-         QStringLiteral("Action & Adventure"), QStringLiteral("/darkknight.jpg"),
-         {QStringLiteral("Christian Bale"), QStringLiteral("Heath Ledger"), QStringLiteral("Aaron Eckhart")},
-         {QStringLiteral("Christopher Nolan")}, QStringLiteral("Hans Zimmer")},
-        {49026, QStringLiteral("The Dark Knight Rises"), QStringLiteral("2012-07-16"), QStringLiteral("tt1345836"),
-         QStringLiteral("PG-13"), {QStringLiteral("Action")}, QStringLiteral("Action & Adventure"),
-         QStringLiteral("/darkknightrises.jpg"), {QStringLiteral("Christian Bale"), QStringLiteral("Tom Hardy")},
-         {QStringLiteral("Christopher Nolan")}, QStringLiteral("Hans Zimmer")},
-        {949, QStringLiteral("Heat"), QStringLiteral("1995-12-15"), QStringLiteral("tt0113277"), QStringLiteral("R"),
-         {QStringLiteral("Action"), QStringLiteral("Crime")}, QString(), QStringLiteral("/heat.jpg"),
-         {QStringLiteral("Al Pacino"), QStringLiteral("Robert De Niro")}, {QStringLiteral("Michael Mann")},
-         QStringLiteral("Elliot Goldenthal")},
-        {348, QStringLiteral("Alien"), QStringLiteral("1979-05-25"), QStringLiteral("tt0078748"), QStringLiteral("R"),
-         {QStringLiteral("Horror"), QStringLiteral("Science Fiction")}, QStringLiteral("Horror"),
-         QStringLiteral("/alien.png"), {QStringLiteral("Sigourney Weaver"), QStringLiteral("Tom Skerritt")},
-         {QStringLiteral("Ridley Scott")}, QStringLiteral("Jerry Goldsmith")},
+        movie(27205, "Inception", "2010-07-15", "tt1375666", "PG-13", "Action|Science Fiction", "Sci-Fi & Fantasy",
+              "/inception.jpg", "Leonardo DiCaprio|Joseph Gordon-Levitt|Elliot Page|Tom Hardy|Ken Watanabe|Cillian Murphy",
+              "Christopher Nolan", "Hans Zimmer"),
+        movie(155, "The Dark Knight", "2008-07-16", "tt0468569", "PG-13", "Drama|Action", "Action & Adventure",
+              "/darkknight.jpg", "Christian Bale|Heath Ledger|Aaron Eckhart", "Christopher Nolan", "Hans Zimmer"),
+        movie(49026, "The Dark Knight Rises", "2012-07-16", "tt1345836", "PG-13", "Action", "Action & Adventure",
+              "/darkknightrises.jpg", "Christian Bale|Tom Hardy", "Christopher Nolan", "Hans Zimmer"),
+        movie(949, "Heat", "1995-12-15", "tt0113277", "R", "Action|Crime", "", "/heat.jpg", "Al Pacino|Robert De Niro",
+              "Michael Mann", "Elliot Goldenthal"),
+        movie(348, "Alien", "1979-05-25", "tt0078748", "R", "Horror|Science Fiction", "Horror", "/alien.png",
+              "Sigourney Weaver|Tom Skerritt", "Ridley Scott", "Jerry Goldsmith"),
     };
     return movies;
 }
@@ -69,41 +67,25 @@ QStringList words(const QString &text)
     return result;
 }
 
-StandinServer::Reply json(const QJsonObject &object, int status = 200)
-{
-    StandinServer::Reply reply;
-    reply.status = status;
-    reply.body = QJsonDocument(object).toJson(QJsonDocument::Compact);
-    return reply;
-}
-
 StandinServer::Reply tmdbError(int status)
 {
-    if (status == 401)
-        return json({{QStringLiteral("status_code"), 7},
-                     {QStringLiteral("status_message"), QStringLiteral("Invalid API key: You must be granted a valid key.")},
-                     {QStringLiteral("success"), false}},
-                    401);
-    if (status == 404)
-        return json({{QStringLiteral("status_code"), 34},
-                     {QStringLiteral("status_message"), QStringLiteral("The resource you requested could not be found.")},
-                     {QStringLiteral("success"), false}},
-                    404);
-    if (status == 429)
-        return json({{QStringLiteral("status_code"), 25},
-                     {QStringLiteral("status_message"),
-                      QStringLiteral("Your request count (41) is over the allowed limit of 40.")}},
-                    429);
-    return json({{QStringLiteral("status_code"), 11},
-                 {QStringLiteral("status_message"), QStringLiteral("Internal error: Something went wrong, contact TMDb.")},
-                 {QStringLiteral("success"), false}},
-                status);
+    const auto answer = [status](int code, const char *message) {
+        QJsonObject body{{QStringLiteral("status_code"), code}, {QStringLiteral("status_message"), QString::fromLatin1(message)}};
+        if (status != 429)
+            body.insert(QStringLiteral("success"), false);
+        return StandinServer::json(body, status);
+    };
+    switch (status) {
+    case 401: return answer(7, "Invalid API key: You must be granted a valid key.");
+    case 404: return answer(34, "The resource you requested could not be found.");
+    case 429: return answer(25, "Your request count (41) is over the allowed limit of 40.");
+    default: return answer(11, "Internal error: Something went wrong, contact TMDb.");
+    }
 }
 
-bool keyAccepted(const StandinServer::Request &request)
-{
+const StandinServer::Service tmdb{tmdbError, [](const StandinServer::Request &request) {
     return request.query.queryItemValue(QStringLiteral("api_key")).toUtf8() == TmdbStandin::apiKey();
-}
+}};
 
 QJsonObject searchResult(const Movie &movie)
 {
@@ -127,8 +109,6 @@ QJsonObject searchResult(const Movie &movie)
 
 StandinServer::Reply search(const StandinServer::Request &request)
 {
-    if (!keyAccepted(request))
-        return tmdbError(401);
     const QStringList query = words(request.query.queryItemValue(QStringLiteral("query"), QUrl::FullyDecoded));
     QJsonArray results;
     for (const Movie &movie : catalogue()) {
@@ -143,10 +123,10 @@ StandinServer::Reply search(const StandinServer::Request &request)
         if (titleInQuery || queryInTitle)
             results.append(searchResult(movie));
     }
-    return json({{QStringLiteral("page"), 1},
-                 {QStringLiteral("results"), results},
-                 {QStringLiteral("total_pages"), results.isEmpty() ? 0 : 1},
-                 {QStringLiteral("total_results"), results.size()}});
+    return StandinServer::json({{QStringLiteral("page"), 1},
+                                {QStringLiteral("results"), results},
+                                {QStringLiteral("total_pages"), results.isEmpty() ? 0 : 1},
+                                {QStringLiteral("total_results"), results.size()}});
 }
 
 const Movie *movieById(qint64 id)
@@ -176,19 +156,16 @@ QJsonObject people(const Movie &movie)
                                 {QStringLiteral("character"), QStringLiteral("Someone")},
                                 {QStringLiteral("order"), order++}});
     QJsonArray crew;
-    for (const QString &name : movie.directors)
-        crew.append(QJsonObject{{QStringLiteral("job"), QStringLiteral("Director")},
-                                {QStringLiteral("department"), QStringLiteral("Directing")},
+    const auto member = [&crew](const char *job, const char *department, const QString &name) {
+        crew.append(QJsonObject{{QStringLiteral("job"), QString::fromLatin1(job)},
+                                {QStringLiteral("department"), QString::fromLatin1(department)},
                                 {QStringLiteral("name"), name}});
-    crew.append(QJsonObject{{QStringLiteral("job"), QStringLiteral("Screenplay")},
-                            {QStringLiteral("department"), QStringLiteral("Writing")},
-                            {QStringLiteral("name"), movie.directors.value(0)}});
-    crew.append(QJsonObject{{QStringLiteral("job"), QStringLiteral("Producer")},
-                            {QStringLiteral("department"), QStringLiteral("Production")},
-                            {QStringLiteral("name"), QStringLiteral("Emma Thomas")}});
-    crew.append(QJsonObject{{QStringLiteral("job"), QStringLiteral("Original Music Composer")},
-                            {QStringLiteral("department"), QStringLiteral("Sound")},
-                            {QStringLiteral("name"), movie.composer}});
+    };
+    for (const QString &name : movie.directors)
+        member("Director", "Directing", name);
+    member("Screenplay", "Writing", movie.directors.value(0));
+    member("Producer", "Production", QStringLiteral("Emma Thomas"));
+    member("Original Music Composer", "Sound", movie.composer);
     return {{QStringLiteral("cast"), cast}, {QStringLiteral("crew"), crew}};
 }
 
@@ -213,8 +190,6 @@ QJsonObject posters(const Movie &movie)
 
 StandinServer::Reply details(const StandinServer::Request &request)
 {
-    if (!keyAccepted(request))
-        return tmdbError(401);
     const qint64 id = request.path.section(QLatin1Char('/'), -1).toLongLong();
     const Movie *movie = movieById(id);
     if (!movie)
@@ -264,7 +239,7 @@ StandinServer::Reply details(const StandinServer::Request &request)
     }
     if (append.contains(QStringLiteral("images")))
         answer.insert(QStringLiteral("images"), posters(*movie));
-    return json(answer);
+    return StandinServer::json(answer);
 }
 
 QByteArray encodedPoster(const QString &path, const QSize &size)
@@ -293,32 +268,27 @@ StandinServer::Reply image(const StandinServer::Request &request)
     };
     const QString size = request.path.section(QLatin1Char('/'), 3, 3);
     const QString path = QLatin1Char('/') + request.path.section(QLatin1Char('/'), 4);
-    StandinServer::Reply reply;
-    if (size != QLatin1String("original") && !sizes.contains(size)) {
-        reply.status = 400;
-        reply.contentType = "text/plain";
-        reply.body = "Image size not supported";
-        return reply;
-    }
+    if (size != QLatin1String("original") && !sizes.contains(size))
+        return StandinServer::plain(400, "text/plain", "Image size not supported");
     const QString name = path.section(QLatin1Char('/'), -1);
     const QString base = name.section(QLatin1Char('.'), 0, 0).section(QLatin1Char('-'), 0, 0);
     bool known = false;
     for (const Movie &movie : catalogue())
         known = known || movie.posterPath == QLatin1Char('/') + base + QLatin1Char('.') + name.section(QLatin1Char('.'), -1);
-    if (name.startsWith(QStringLiteral("broken"))) {
-        reply.contentType = "image/jpeg";
-        reply.body = "this is not a picture";
-        return reply;
-    }
-    if (!known) {
-        reply.status = 404;
-        reply.contentType = "text/html";
-        reply.body = "<html><body>Not Found</body></html>";
-        return reply;
-    }
+    if (name.startsWith(QStringLiteral("broken")))
+        return StandinServer::plain(200, "image/jpeg", "this is not a picture");
+    if (!known)
+        return StandinServer::plain(404, "text/html", "<html><body>Not Found</body></html>");
     const QSize pixels = size == QLatin1String("original") ? g_originalSize : sizes.value(size);
-    reply.contentType = name.endsWith(QStringLiteral(".png")) ? "image/png" : "image/jpeg";
-    reply.body = encodedPoster(path, pixels);
+    return StandinServer::plain(200, name.endsWith(QStringLiteral(".png")) ? "image/png" : "image/jpeg",
+                                encodedPoster(path, pixels));
+}
+
+// The store answers JSON as JavaScript.
+StandinServer::Reply javascript(const QJsonObject &object)
+{
+    StandinServer::Reply reply = StandinServer::json(object);
+    reply.contentType = "text/javascript; charset=utf-8";
     return reply;
 }
 
@@ -347,9 +317,7 @@ StandinServer::Reply itunesSearch(const StandinServer::Request &request)
                                    {QStringLiteral("releaseDate"), QString(movie.releaseDate + QStringLiteral("T07:00:00Z"))},
                                    {QStringLiteral("primaryGenreName"), movie.storeGenre}});
     }
-    StandinServer::Reply reply = json({{QStringLiteral("resultCount"), results.size()}, {QStringLiteral("results"), results}});
-    reply.contentType = "text/javascript; charset=utf-8";
-    return reply;
+    return javascript({{QStringLiteral("resultCount"), results.size()}, {QStringLiteral("results"), results}});
 }
 
 StandinServer::Reply genres(const StandinServer::Request &)
@@ -359,31 +327,32 @@ StandinServer::Reply genres(const StandinServer::Request &)
                                                          {QStringLiteral("id"), QStringLiteral("4401")}});
     subgenres.insert(QStringLiteral("4413"), QJsonObject{{QStringLiteral("name"), QStringLiteral("Sci-Fi & Fantasy")},
                                                          {QStringLiteral("id"), QStringLiteral("4413")}});
-    StandinServer::Reply reply = json({{QStringLiteral("33"), QJsonObject{{QStringLiteral("name"), QStringLiteral("Movies")},
-                                                                          {QStringLiteral("id"), QStringLiteral("33")},
-                                                                          {QStringLiteral("subgenres"), subgenres}}}});
-    reply.contentType = "text/javascript; charset=utf-8";
-    return reply;
+    return javascript({{QStringLiteral("33"), QJsonObject{{QStringLiteral("name"), QStringLiteral("Movies")},
+                                                          {QStringLiteral("id"), QStringLiteral("33")},
+                                                          {QStringLiteral("subgenres"), subgenres}}}});
 }
 
 } // namespace
 
 void TmdbStandin::install(StandinServer &server)
 {
-    server.addRoute(QStringLiteral("search"), "GET", QStringLiteral("/3/search/movie"), search, tmdbError);
-    server.addRoute(QStringLiteral("details"), "GET", QStringLiteral("/3/movie/[0-9]+"), details, tmdbError);
+    server.addRoute(QStringLiteral("search"), "GET", QStringLiteral("/3/search/movie"), search, tmdb);
+    server.addRoute(QStringLiteral("details"), "GET", QStringLiteral("/3/movie/[0-9]+"), details, tmdb);
     server.addRoute(QStringLiteral("image"), "GET", QStringLiteral("/t/p/[^/]+/.+"), image);
     server.addRoute(QStringLiteral("itunes"), "GET", QStringLiteral("/search"), itunesSearch);
     server.addRoute(QStringLiteral("genres"), "GET", QStringLiteral("/WebObjects/MZStoreServices.woa/ws/genres"), genres);
 }
 
+QStringList TmdbStandin::environment(const StandinServer &server)
+{
+    const QString base = server.baseUrl();
+    return {QStringLiteral("KINOVELA_TMDB_API_URL=") + base, QStringLiteral("KINOVELA_TMDB_IMAGE_URL=") + base,
+            QStringLiteral("KINOVELA_ITUNES_URL=") + base, QStringLiteral("KINOVELA_ITUNES_GENRES_URL=") + base};
+}
+
 void TmdbStandin::exportEnvironment(const StandinServer &server)
 {
-    const QByteArray base = server.baseUrl().toUtf8();
-    qputenv("KINOVELA_TMDB_API_URL", base);
-    qputenv("KINOVELA_TMDB_IMAGE_URL", base);
-    qputenv("KINOVELA_ITUNES_URL", base);
-    qputenv("KINOVELA_ITUNES_GENRES_URL", base);
+    StandinServer::exportEnvironment(environment(server));
 }
 
 void TmdbStandin::setLegacyShapes(bool legacy)

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QSize>
 #include <QString>
+#include <QStringList>
 
 class StandinServer;
 
@@ -24,7 +25,9 @@ class TmdbStandin
 public:
     /** Adds the routes; the server's base URL serves as TMDb API, image server and both store addresses. */
     static void install(StandinServer &server);
-    /** Points the environment (KINOVELA_TMDB_API_URL ...) at the server. */
+    /** "NAME=value" lines pointing Kinovela (KINOVELA_TMDB_API_URL ...) at the server. */
+    static QStringList environment(const StandinServer &server);
+    /** Sets those variables in this process. */
     static void exportEnvironment(const StandinServer &server);
     /** Answers details with the older "casts"/"releases" members instead of "credits"/"release_dates". */
     static void setLegacyShapes(bool legacy);

@@ -35,6 +35,24 @@ private:
         return result.value_or(video);
     }
 
+    QList<SubtitleCandidate> subtitleList(const QString &imdbID)
+    {
+        std::optional<QList<SubtitleCandidate>> list;
+        QObject context;
+        Video::getSubtitleList(imdbID, &context, [&list](const QList<SubtitleCandidate> &records) { list = records; });
+        (void)QTest::qWaitFor([&list] { return list.has_value(); }, 10000);
+        return list.value_or(QList<SubtitleCandidate>());
+    }
+
+    Video download(const Video &video, const QString &fileID)
+    {
+        std::optional<Video> result;
+        QObject context;
+        video.downloadSubtitleWithFileID(fileID, QStringLiteral("srt"), &context, [&result](const Video &updated) { result = updated; });
+        (void)QTest::qWaitFor([&result] { return result.has_value(); }, 10000);
+        return result.value_or(video);
+    }
+
     QString movie(const QString &name, const QString &media = QStringLiteral("h264-aac.mp4"))
     {
         const QString path = m_files.filePath(name);
@@ -58,8 +76,10 @@ private Q_SLOTS:
         m_server->clearRequests();
         OpenSubtitlesStandin::clearHashSubtitles();
         OpenSubtitlesStandin::setDownloadQuota(100);
+        OpenSubtitlesStandin::setLoginRefused(false);
         qunsetenv("KINOVELA_OPENSUBTITLES_USER");
         qunsetenv("KINOVELA_OPENSUBTITLES_PASSWORD");
+        QFile::remove(ServiceConfig::subtitlesFolder());
         QDir(ServiceConfig::subtitlesFolder()).removeRecursively();
         QDir().mkdir(ServiceConfig::subtitlesFolder());
     }
@@ -67,19 +87,28 @@ private Q_SLOTS:
     void sharedOutcomes_data()
     {
         QTest::addColumn<QString>("provider");
-        QTest::newRow("xml-rpc") << QStringLiteral("xmlrpc");
-        QTest::newRow("rest") << QStringLiteral("rest");
+        QTest::addColumn<QByteArray>("chosen");
+        QTest::addColumn<QByteArray>("userAgent");
+        // XML-RPC takes the srt ending closest before the end (2 h 25 min), REST the first result.
+        QTest::newRow("xml-rpc") << QStringLiteral("xmlrpc") << QByteArray("Subtitle 1003") << QByteArray("Titlewright v1.0");
+        QTest::newRow("rest") << QStringLiteral("rest") << QByteArray("Subtitle 1002") << QByteArray("Kinovela v" KINOVELA_VERSION);
     }
 
     void sharedOutcomes()
     {
         QFETCH(QString, provider);
+        QFETCH(QByteArray, chosen);
+        QFETCH(QByteArray, userAgent);
         useProvider(provider);
-        // By IMDb number.
+        // By IMDb number, the hash being unknown: search by hash, search by IMDb number, download, in that order.
         const Video byImdb = run(Video(movie(QStringLiteral("Inception.2010.mkv")), QStringLiteral("tt1375666"), 8700));
         QCOMPARE(byImdb.subStatus, SubtitleStauts::found);
         QCOMPARE(byImdb.downloadedSubtitlePath, ServiceConfig::subtitlesFolder() + QStringLiteral("/Inception.2010.srt"));
-        QVERIFY(QFile::exists(byImdb.downloadedSubtitlePath));
+        QFile chosenFile(byImdb.downloadedSubtitlePath);
+        QVERIFY(chosenFile.open(QIODevice::ReadOnly));
+        QVERIFY(chosenFile.readAll().contains(chosen));
+        QCOMPARE(m_server->requests().size(), 4); // XML-RPC logs in first; REST needs a second request for the file
+        QCOMPARE(m_server->requests().constFirst().header("User-Agent"), userAgent);
         // By movie hash, even without an IMDb number.
         const QString hashed = movie(QStringLiteral("Hashed.mp4"));
         OpenSubtitlesStandin::addHashSubtitle(Video(hashed, QString(), 0).getMovieHashString(), "1\n00:00:01,000 --> 00:00:02,000\nHashed\n");
@@ -88,23 +117,23 @@ private Q_SLOTS:
         QFile file(byHash.downloadedSubtitlePath);
         QVERIFY(file.open(QIODevice::ReadOnly));
         QVERIFY(file.readAll().contains("Hashed"));
-        // Nothing anywhere.
-        QCOMPARE(run(Video(movie(QStringLiteral("Unknown.mkv"), QStringLiteral("hevc.mkv")), QStringLiteral("tt0000001"), 10)).subStatus,
-                 SubtitleStauts::notFound);
-        // The window's list.
-        QList<SubtitleCandidate> list;
-        bool listed = false;
-        QObject context;
-        Video::getSubtitleList(QStringLiteral("tt1375666"), &context, [&](const QList<SubtitleCandidate> &records) {
-            list = records;
-            listed = true;
-        });
-        QTRY_VERIFY_WITH_TIMEOUT(listed, 10000);
-        QCOMPARE(list.size(), 2);
-        for (const SubtitleCandidate &record : std::as_const(list)) {
-            QVERIFY(record.fileID > 0);
+        // Nothing anywhere, with or without an IMDb number.
+        const QString unknown = movie(QStringLiteral("Unknown.mkv"), QStringLiteral("hevc.mkv"));
+        QCOMPARE(run(Video(unknown, QStringLiteral("tt0000001"), 10)).subStatus, SubtitleStauts::notFound);
+        QCOMPARE(run(Video(unknown, QString(), 10)).subStatus, SubtitleStauts::notFound);
+        // The window's list, and a download of the subtitle chosen there.
+        QCOMPARE(subtitleList(QStringLiteral("tt1375666")).size(), 2);
+        const QList<SubtitleCandidate> list = subtitleList(QStringLiteral("tt0113277"));
+        QCOMPARE(list.size(), 1);
+        for (const SubtitleCandidate &record : list) {
             QVERIFY(!record.fileName.isEmpty());
+            QVERIFY(record.fileID > 0);
         }
+        const QString heat = movie(QStringLiteral("Heat.1995.avi"), QStringLiteral("mpeg4-mp3.avi"));
+        const Video chosenByUser = download(Video(heat, QString(), 3), QString::number(list.at(0).fileID));
+        QCOMPARE(chosenByUser.subStatus, SubtitleStauts::found);
+        QVERIFY(QFile::exists(ServiceConfig::subtitlesFolder() + QStringLiteral("/Heat.1995.srt")));
+        QCOMPARE(download(Video(heat, QString(), 3), QStringLiteral("not a number")).subStatus, SubtitleStauts::notSearched);
         useProvider(QString());
     }
 
@@ -139,37 +168,50 @@ private Q_SLOTS:
                  QStringLiteral("languages=en&moviehash=abcd"));
     }
 
-    void restFailuresAreNamed_data()
+    void failuresAreNamed_data()
     {
+        QTest::addColumn<QString>("provider");
         QTest::addColumn<QString>("failure");
-        QTest::addColumn<QString>("expected");
+        QTest::addColumn<QString>("expected"); // in the diagnostics; empty: not checked
         QTest::addColumn<int>("status");
-        QTest::newRow("refused key") << QStringLiteral("key") << QStringLiteral("refused the API key") << int(SubtitleStauts::notFound);
-        QTest::newRow("quota") << QStringLiteral("quota") << QStringLiteral("download quota reached (406)")
-                               << int(SubtitleStauts::notSearched);
-        QTest::newRow("rate limit") << QStringLiteral("ratelimit") << QStringLiteral("rate limit reached (429)")
-                                    << int(SubtitleStauts::notFound);
-        QTest::newRow("server error") << QStringLiteral("server") << QStringLiteral("server error (500)")
-                                      << int(SubtitleStauts::notFound);
-        QTest::newRow("wrong password") << QStringLiteral("password") << QStringLiteral("(401)")
-                                        << int(SubtitleStauts::notSearched);
+        const auto row = [](const char *name, const char *provider, const char *failure, const char *expected, SubtitleStauts status) {
+            QTest::newRow(name) << QString::fromLatin1(provider) << QString::fromLatin1(failure) << QString::fromLatin1(expected)
+                                << int(status);
+        };
+        row("xml-rpc login refused", "xmlrpc", "login", "", SubtitleStauts::notSearched);
+        row("xml-rpc server error", "xmlrpc", "server", "", SubtitleStauts::notSearched);
+        // The search succeeds but nothing can be saved: the status stays as it was.
+        row("xml-rpc folder not writable", "xmlrpc", "folder", "", SubtitleStauts::notSearched);
+        row("rest refused key", "rest", "key", "refused the API key", SubtitleStauts::notFound);
+        row("rest quota", "rest", "quota", "download quota reached (406)", SubtitleStauts::notSearched);
+        row("rest rate limit", "rest", "ratelimit", "rate limit reached (429)", SubtitleStauts::notFound);
+        row("rest server error", "rest", "server", "server error (500)", SubtitleStauts::notFound);
+        row("rest wrong password", "rest", "password", "(401)", SubtitleStauts::notSearched);
     }
 
-    void restFailuresAreNamed()
+    void failuresAreNamed()
     {
+        QFETCH(QString, provider);
         QFETCH(QString, failure);
         QFETCH(QString, expected);
         QFETCH(int, status);
-        useProvider(QStringLiteral("rest"));
-        if (failure == QLatin1String("key"))
+        useProvider(provider);
+        const QString route = provider == QLatin1String("rest") ? QStringLiteral("rest-search") : QStringLiteral("xmlrpc");
+        if (failure == QLatin1String("key")) {
             qputenv("KINOVELA_OPENSUBTITLES_API_KEY", "wrong-key");
-        else if (failure == QLatin1String("quota"))
+        } else if (failure == QLatin1String("quota")) {
             OpenSubtitlesStandin::setDownloadQuota(0);
-        else if (failure == QLatin1String("ratelimit"))
-            m_server->setFailure(QStringLiteral("rest-search"), StandinServer::Failure::TooManyRequests);
-        else if (failure == QLatin1String("server"))
-            m_server->setFailure(QStringLiteral("rest-search"), StandinServer::Failure::ServerError);
-        else {
+        } else if (failure == QLatin1String("ratelimit")) {
+            m_server->setFailure(route, StandinServer::Failure::TooManyRequests);
+        } else if (failure == QLatin1String("server")) {
+            m_server->setFailure(route, StandinServer::Failure::ServerError);
+        } else if (failure == QLatin1String("login")) {
+            OpenSubtitlesStandin::setLoginRefused(true);
+        } else if (failure == QLatin1String("folder")) {
+            QDir(ServiceConfig::subtitlesFolder()).removeRecursively();
+            QFile blocker(ServiceConfig::subtitlesFolder());
+            QVERIFY(blocker.open(QIODevice::WriteOnly));
+        } else {
             qputenv("KINOVELA_OPENSUBTITLES_USER", "moviefan");
             qputenv("KINOVELA_OPENSUBTITLES_PASSWORD", "wrong");
         }
@@ -181,9 +223,9 @@ private Q_SLOTS:
         bool named = false;
         for (const QString &line : lines)
             named = named || line.contains(expected);
-        QVERIFY2(named, qPrintable(lines.join(QLatin1Char('\n'))));
+        QVERIFY2(named || expected.isEmpty(), qPrintable(lines.join(QLatin1Char('\n'))));
         if (failure == QLatin1String("ratelimit"))
-            QCOMPARE(m_server->requests(QStringLiteral("rest-search")).size(), 4); // each search retried once, then given up
+            QCOMPARE(m_server->requests(route).size(), 4); // each search retried once, then given up
         useProvider(QString());
     }
 };

@@ -1,5 +1,3 @@
-#include "base/ServiceConfig.h"
-#include "standin/OpenSubtitlesStandin.h"
 #include "standin/StandinServer.h"
 #include "subtitles/FileHash.h"
 #include "subtitles/Gzip.h"
@@ -11,7 +9,6 @@
 #include <QDir>
 #include <QProcess>
 
-
 namespace {
 
 QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArray &content)
@@ -22,7 +19,6 @@ QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArra
         file.write(content);
     return path;
 }
-
 
 QVariantMap entry(const char *id, const char *format, const char *last)
 {
@@ -40,45 +36,22 @@ class TestSubtitles : public QObject
     Q_OBJECT
 
 private:
-    StandinServer *m_server = nullptr;
     QTemporaryDir m_files;
 
-    Video run(const Video &video)
-    {
-        std::optional<Video> result;
-        QObject context;
-        video.searchAndDownloadSubtitle(&context, [&result](const Video &updated) { result = updated; });
-        (void)QTest::qWaitFor([&result] { return result.has_value(); }, 20000);
-        return result.value_or(video);
-    }
-
 private Q_SLOTS:
-    void initTestCase()
-    {
-        m_server = new StandinServer(this);
-        QVERIFY(m_server->start());
-        OpenSubtitlesStandin::install(*m_server);
-        qputenv("KINOVELA_OPENSUBTITLES_URL", (m_server->baseUrl() + QStringLiteral("/xml-rpc")).toUtf8());
-    }
-
-    void init()
-    {
-        m_server->clearFailures();
-        m_server->clearRequests();
-        OpenSubtitlesStandin::clearHashSubtitles();
-        OpenSubtitlesStandin::setLoginRefused(false);
-        QDir(ServiceConfig::subtitlesFolder()).removeRecursively();
-        QDir().mkdir(ServiceConfig::subtitlesFolder());
-    }
-
     void movieHash_data()
     {
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QString>("hash");
         QTest::addColumn<quint64>("size");
+        QByteArray middle(300000, 'a');
+        const QString plain = FileHash::hashText(FileHash::getVideoHashForPath(writeFile(m_files, QStringLiteral("m.bin"), middle)).fileHash);
+        middle[150000] = 'b';
         QTest::newRow("too short") << QByteArray(65535, '\0') << QStringLiteral("0") << quint64(0);
         QTest::newRow("one block of zeros") << QByteArray(65536, '\0') << QStringLiteral("10000") << quint64(65536);
         QTest::newRow("two blocks of ones") << QByteArray(131072, char(0xff)) << QStringLiteral("1c000") << quint64(131072);
+        QTest::newRow("middle ignored") << middle << plain << quint64(300000);
+        QTest::newRow("missing file") << QByteArray() << QStringLiteral("0") << quint64(0);
     }
 
     void movieHash()
@@ -86,21 +59,11 @@ private Q_SLOTS:
         QFETCH(QByteArray, content);
         QFETCH(QString, hash);
         QFETCH(quint64, size);
-        const QString path = writeFile(m_files, QStringLiteral("hash.bin"), content);
+        const QString path = content.isNull() ? QStringLiteral("/nonexistent") : writeFile(m_files, QStringLiteral("hash.bin"), content);
         const FileHash::VideoHash result = FileHash::getVideoHashForPath(path);
         QCOMPARE(FileHash::hashText(result.fileHash), hash);
         QCOMPARE(result.fileSize, size);
         QCOMPARE(Video(path, QString(), 0).getMovieHashString(), hash);
-    }
-
-    void hashIgnoresTheMiddleOfTheFile()
-    {
-        QByteArray content(300000, 'a');
-        const FileHash::VideoHash before = FileHash::getVideoHashForPath(writeFile(m_files, QStringLiteral("m.bin"), content));
-        content[150000] = 'b';
-        const FileHash::VideoHash after = FileHash::getVideoHashForPath(writeFile(m_files, QStringLiteral("m.bin"), content));
-        QCOMPARE(after.fileHash, before.fileHash);
-        QCOMPARE(FileHash::getVideoHashForPath(QStringLiteral("/nonexistent")).fileSize, quint64(0));
     }
 
     void xmlRpcRoundTrip()
@@ -165,9 +128,9 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("base64");
         QTest::addColumn<QByteArray>("content");
         const QByteArray text = "1\n00:00:01,000 --> 00:00:02,000\nHello\n";
-        QTest::newRow("gzip") << OpenSubtitlesStandin::gzip(text).toBase64() << text;
+        QTest::newRow("gzip") << StandinServer::gzip(text).toBase64() << text;
         QTest::newRow("plain") << text.toBase64() << text;
-        QTest::newRow("truncated gzip") << OpenSubtitlesStandin::gzip(text).left(12).toBase64() << QByteArray();
+        QTest::newRow("truncated gzip") << StandinServer::gzip(text).left(12).toBase64() << QByteArray();
         QTest::newRow("not base64") << QByteArray("%%%***") << QByteArray();
     }
 
@@ -183,8 +146,8 @@ private Q_SLOTS:
     void inflationIsCapped()
     {
         const QByteArray big(2 * 1024 * 1024, 'x');
-        QVERIFY(Gzip::inflate(OpenSubtitlesStandin::gzip(big), 1024 * 1024) == std::nullopt);
-        QCOMPARE(Gzip::inflate(OpenSubtitlesStandin::gzip(big)).value_or(QByteArray()).size(), big.size());
+        QVERIFY(Gzip::inflate(StandinServer::gzip(big), 1024 * 1024) == std::nullopt);
+        QCOMPARE(Gzip::inflate(StandinServer::gzip(big)).value_or(QByteArray()).size(), big.size());
     }
 
     void subtitlePaths_data()
@@ -205,77 +168,6 @@ private Q_SLOTS:
         QCOMPARE(subtitle.path, QDir::homePath() + QStringLiteral("/Subtitles/") + name);
         QCOMPARE(subtitle.presentedItemURL(), QUrl::fromLocalFile(subtitle.path));
         QCOMPARE(subtitle.primaryPresentedItemURL(), QUrl::fromLocalFile(video));
-    }
-
-    void foundByImdbWhenTheHashIsUnknown()
-    {
-        const QString path = m_files.filePath(QStringLiteral("Inception.2010.mkv"));
-        QFile::remove(path);
-        QVERIFY(QFile::copy(TestEnvironment::media(QStringLiteral("h264-aac.mp4")), path));
-        const Video updated = run(Video(path, QStringLiteral("tt1375666"), 8700));
-        QCOMPARE(updated.subStatus, SubtitleStauts::found);
-        QCOMPARE(updated.downloadedSubtitlePath, ServiceConfig::subtitlesFolder() + QStringLiteral("/Inception.2010.srt"));
-        QFile file(updated.downloadedSubtitlePath);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QVERIFY(file.readAll().contains("Subtitle 1003")); // last line closest to the end of 2 h 25 min
-        // Log in, search by hash, search by IMDb id, download: in that order.
-        QCOMPARE(m_server->requests(QStringLiteral("xmlrpc")).size(), 4);
-        QVERIFY(m_server->requests(QStringLiteral("xmlrpc")).constFirst().header("User-Agent") == "Titlewright v1.0");
-    }
-
-    void outcomesWithoutASubtitle()
-    {
-        const QString path = TestEnvironment::media(QStringLiteral("h264-aac.mp4"));
-        QCOMPARE(run(Video(path, QString(), 3)).subStatus, SubtitleStauts::notFound);
-        QCOMPARE(run(Video(path, QStringLiteral("tt9999999"), 3)).subStatus, SubtitleStauts::notFound);
-
-        OpenSubtitlesStandin::setLoginRefused(true);
-        QCOMPARE(run(Video(path, QStringLiteral("tt1375666"), 3)).subStatus, SubtitleStauts::notSearched);
-        OpenSubtitlesStandin::setLoginRefused(false);
-
-        m_server->setFailure(QStringLiteral("xmlrpc"), StandinServer::Failure::ServerError);
-        QCOMPARE(run(Video(path, QStringLiteral("tt1375666"), 3)).subStatus, SubtitleStauts::notSearched);
-        m_server->clearFailures();
-
-        // The folder cannot be written: the search succeeds, the status stays as it was.
-        QDir(ServiceConfig::subtitlesFolder()).removeRecursively();
-        QFile blocker(ServiceConfig::subtitlesFolder());
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
-        const Video blocked = run(Video(path, QStringLiteral("tt1375666"), 8700));
-        QCOMPARE(blocked.subStatus, SubtitleStauts::notSearched);
-        QCOMPARE(blocked.downloadedSubtitlePath, QString());
-        QFile::remove(ServiceConfig::subtitlesFolder());
-    }
-
-    void chosenDownloadAndList()
-    {
-        const QString path = m_files.filePath(QStringLiteral("Heat.1995.avi"));
-        QFile::remove(path);
-        QVERIFY(QFile::copy(TestEnvironment::media(QStringLiteral("mpeg4-mp3.avi")), path));
-        QList<SubtitleCandidate> list;
-        bool listed = false;
-        QObject context;
-        Video::getSubtitleList(QStringLiteral("tt0113277"), &context, [&](const QList<SubtitleCandidate> &records) {
-            list = records;
-            listed = true;
-        });
-        QTRY_VERIFY_WITH_TIMEOUT(listed, 10000);
-        QCOMPARE(list.size(), 1);
-
-        std::optional<Video> result;
-        Video(path, QString(), 3).downloadSubtitleWithFileID(QString::number(list.at(0).fileID),
-                                                             QStringLiteral("srt"), &context,
-                                                             [&](const Video &updated) { result = updated; });
-        QTRY_VERIFY_WITH_TIMEOUT(result.has_value(), 10000);
-        QCOMPARE(result->subStatus, SubtitleStauts::found);
-        QVERIFY(QFile::exists(ServiceConfig::subtitlesFolder() + QStringLiteral("/Heat.1995.srt")));
-
-        result.reset();
-        Video(path, QString(), 3).downloadSubtitleWithFileID(QStringLiteral("not a number"), QStringLiteral("srt"), &context,
-                                                             [&](const Video &updated) { result = updated; });
-        QTRY_VERIFY_WITH_TIMEOUT(result.has_value(), 10000);
-        QCOMPARE(result->subStatus, SubtitleStauts::notSearched);
     }
 
     void hashCommand()
