@@ -50,8 +50,8 @@ int create(const QStringList &arguments)
     loop.exec();
 
     for (const CreationResult &result : std::as_const(results)) {
-        if (!result.succeeded)
-            Diagnostics::write(QStringLiteral("Failed: ") + result.source + QStringLiteral(" -> ") + result.reason);
+        if (!result.succeeded())
+            Diagnostics::write(QStringLiteral("Failed: ") + result.source + QStringLiteral(" -> ") + result.reason());
     }
     if (parsed.has(QStringLiteral("--json"))) {
         QJsonArray itemArray;
@@ -62,18 +62,18 @@ int create(const QStringList &arguments)
             QJsonObject object{{QStringLiteral("source"), result.source},
                                {QStringLiteral("action"), result.action},
                                {QStringLiteral("outputPath"), result.outputPath},
-                               {QStringLiteral("outcome"), result.succeeded ? QStringLiteral("created") : QStringLiteral("failed")},
+                               {QStringLiteral("outcome"), result.succeeded() ? QStringLiteral("created") : QStringLiteral("failed")},
                                {QStringLiteral("movieTitle"), result.movieTitle}};
-            if (!result.succeeded)
-                object.insert(QStringLiteral("reason"), result.reason);
+            if (!result.succeeded())
+                object.insert(QStringLiteral("reason"), result.reason());
             resultArray.append(object);
         }
         CliSupport::printJson(QJsonObject{{QStringLiteral("items"), itemArray}, {QStringLiteral("results"), resultArray}});
     } else {
         QTextStream out(stdout);
         for (const CreationResult &result : std::as_const(results))
-            out << (result.succeeded ? "created  " : "FAILED   ") << result.action << "  " << result.source << " -> "
-                << result.outputPath << (result.succeeded ? QString() : QStringLiteral("  (") + result.reason + QLatin1Char(')'))
+            out << (result.succeeded() ? "created  " : "FAILED   ") << result.action << "  " << result.source << " -> "
+                << result.outputPath << (result.succeeded() ? QString() : QStringLiteral("  (") + result.reason() + QLatin1Char(')'))
                 << "\n";
         if (CreationBatch::allSucceeded(results))
             out << "Movies Created Sucessfully!\n";
