@@ -33,10 +33,10 @@ int main(int argc, char *argv[])
 
     QElapsedTimer timer;
     timer.start();
-    const TagWriter::Result result = TagWriter::writeTagsWithFileAtPath(arguments.at(1), item);
+    const Status result = TagWriter::writeTagsWithFileAtPath(arguments.at(1), item);
     const double seconds = double(timer.nsecsElapsed()) / 1e9;
-    if (!result.ok) {
-        std::fprintf(stderr, "bench_tag: %s\n", qPrintable(result.error));
+    if (!result) {
+        std::fprintf(stderr, "bench_tag: %s\n", qPrintable(result.errorText()));
         return 1;
     }
     std::printf("%.4f\n", seconds);

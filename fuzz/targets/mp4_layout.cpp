@@ -12,8 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     QByteArray bytes(reinterpret_cast<const char *>(data), qsizetype(size));
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::ReadOnly);
-    const Mp4TagSpace::Layout layout = Mp4TagSpace::readLayout(buffer);
-    if (!layout.ok)
+    if (!Mp4TagSpace::readLayout(buffer))
         return 0;
     static const QString path = QDir::tempPath() + QStringLiteral("/kinovela-fuzz-%1.mp4").arg(::getpid());
     QFile file(path);

@@ -22,10 +22,10 @@ QJsonObject resultJson(const CreationResult &result)
     QJsonObject object{{QStringLiteral("source"), result.source},
                        {QStringLiteral("action"), result.action},
                        {QStringLiteral("outputPath"), result.outputPath},
-                       {QStringLiteral("outcome"), result.succeeded ? QStringLiteral("created") : QStringLiteral("failed")},
+                       {QStringLiteral("outcome"), result.succeeded() ? QStringLiteral("created") : QStringLiteral("failed")},
                        {QStringLiteral("movieTitle"), result.movieTitle}};
-    if (!result.succeeded)
-        object.insert(QStringLiteral("reason"), result.reason);
+    if (!result.succeeded())
+        object.insert(QStringLiteral("reason"), result.reason());
     return object;
 }
 
@@ -40,8 +40,8 @@ void printResults(const QList<MovieItem> &items, const QList<CreationResult> &re
     }
     QTextStream out(stdout);
     for (const CreationResult &result : results)
-        out << (result.succeeded ? "created  " : "FAILED   ") << result.action << "  " << result.source << " -> "
-            << result.outputPath << (result.succeeded ? QString() : QStringLiteral("  (") + result.reason + QLatin1Char(')'))
+        out << (result.succeeded() ? "created  " : "FAILED   ") << result.action << "  " << result.source << " -> "
+            << result.outputPath << (result.succeeded() ? QString() : QStringLiteral("  (") + result.reason() + QLatin1Char(')'))
             << "\n";
     if (CreationBatch::allSucceeded(results))
         out << "Movies Created Sucessfully!\n";
@@ -85,8 +85,8 @@ int create(const QStringList &arguments)
     const QList<MovieItem> items = core.list()->items();
     const QList<CreationResult> results = saveAndWait(core, QDir::cleanPath(destination));
     for (const CreationResult &result : results) {
-        if (!result.succeeded)
-            Diagnostics::write(QStringLiteral("Failed: ") + result.source + QStringLiteral(" -> ") + result.reason);
+        if (!result.succeeded())
+            Diagnostics::write(QStringLiteral("Failed: ") + result.source + QStringLiteral(" -> ") + result.reason());
     }
     printResults(items, results, parsed.has(QStringLiteral("--json")));
     return rejected.isEmpty() && CreationBatch::allSucceeded(results) ? Success : SomeFailed;

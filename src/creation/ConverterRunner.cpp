@@ -30,8 +30,8 @@ ConverterRunner::~ConverterRunner()
     }
 }
 
-std::optional<double> ConverterRunner::progressForChunk(const QString &text, double durationOfVideo, int currentCount,
-                                                        int totalCount)
+std::optional<double> ConverterRunner::progressForLine(const QString &text, double durationOfVideo, int currentCount,
+                                                       int totalCount)
 {
     if (text.contains(QStringLiteral("Conversion failed!")) || !text.contains(QStringLiteral("time=")))
         return std::nullopt;
@@ -56,13 +56,14 @@ void ConverterRunner::terminalProcessWithTerminalArgs(const QStringList &termina
     m_total = totalCount;
     m_cancelled = false;
     m_sawConversionFailed = false;
-    m_decoder.resetState();
+    m_output = ConverterOutput();
 
     const QString program = ToolLocator::converterProgram();
     if (program.isEmpty()) {
         // Deferred, so the caller has connected to finished() before it comes.
         QTimer::singleShot(0, this, [this] {
-            Q_EMIT finished(false, QStringLiteral("the converter (ffmpeg) was not found; install ffmpeg or set KINOVELA_FFMPEG"));
+            Q_EMIT finished(failure(ErrorKind::Missing,
+                                    QStringLiteral("the converter (ffmpeg) was not found; install ffmpeg or set KINOVELA_FFMPEG")));
         });
         return;
     }
@@ -82,40 +83,44 @@ void ConverterRunner::readOutput()
 {
     if (!m_process)
         return;
-    const QByteArray chunk = m_process->readAllStandardOutput();
-    if (chunk.isEmpty())
-        return;
-    const QString text = m_decoder.decode(chunk);
-    if (text.isEmpty())
-        return;
-    if (text.contains(QStringLiteral("Conversion failed!"))) {
+    const QStringList lines = m_output.feed(m_process->readAllStandardOutput());
+    for (const QString &line : lines)
+        handleLine(line);
+}
+
+void ConverterRunner::handleLine(const QString &line)
+{
+    if (line.contains(QStringLiteral("Conversion failed!"))) {
         m_sawConversionFailed = true;
         Diagnostics::write(QStringLiteral("Conversion failed!"));
         return;
     }
-    if (const std::optional<double> value = progressForChunk(text, m_duration, m_current, m_total)) {
+    if (const std::optional<double> value = progressForLine(line, m_duration, m_current, m_total)) {
         Q_EMIT progressChanged(*value);
         return;
     }
-    if (!text.contains(QStringLiteral("time=")))
-        Diagnostics::write(QStringLiteral("Got Error: ") + text.trimmed());
+    if (!line.contains(QStringLiteral("time=")))
+        Diagnostics::write(QStringLiteral("Got Error: ") + line.trimmed());
 }
 
 void ConverterRunner::processFinished(int exitCode, QProcess::ExitStatus status)
 {
     readOutput();
+    const QStringList rest = m_output.finish();
+    for (const QString &line : rest)
+        handleLine(line);
     m_process->deleteLater();
     m_process = nullptr;
-    QString reason;
+    Status outcome;
     if (m_cancelled)
-        reason = QStringLiteral("cancelled");
+        outcome = failure(ErrorKind::Cancelled, QStringLiteral("cancelled"));
     else if (status != QProcess::NormalExit)
-        reason = QStringLiteral("the converter crashed");
+        outcome = failure(ErrorKind::Failed, QStringLiteral("the converter crashed"));
     else if (exitCode != 0)
-        reason = QStringLiteral("the converter failed (exit code %1)").arg(exitCode);
+        outcome = failure(ErrorKind::Failed, QStringLiteral("the converter failed (exit code %1)").arg(exitCode));
     else if (m_sawConversionFailed)
-        reason = QStringLiteral("the converter reported \"Conversion failed!\"");
-    Q_EMIT finished(reason.isEmpty(), reason);
+        outcome = failure(ErrorKind::Failed, QStringLiteral("the converter reported \"Conversion failed!\""));
+    Q_EMIT finished(outcome);
 }
 
 void ConverterRunner::failedToStart()
@@ -125,7 +130,7 @@ void ConverterRunner::failedToStart()
     const QString error = m_process->errorString();
     m_process->deleteLater();
     m_process = nullptr;
-    Q_EMIT finished(false, QStringLiteral("the converter could not be started: ") + error);
+    Q_EMIT finished(failure(ErrorKind::Missing, QStringLiteral("the converter could not be started: ") + error));
 }
 
 void ConverterRunner::cancel()

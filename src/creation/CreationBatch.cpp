@@ -40,9 +40,9 @@ bool looksComplete(const QString &path, const QStringList &arguments)
     const QList<QByteArray> kinds = Mp4TagSpace::trackKinds(path);
     if (kinds.isEmpty())
         return false;
-    if (arguments.contains(QStringLiteral("-c:v")) && !kinds.contains("vide"))
+    if (arguments.contains(QStringLiteral("-c:v")) && !kinds.contains(Mp4Atom::VideoHandler))
         return false;
-    return !arguments.contains(QStringLiteral("-c:a")) || kinds.contains("soun");
+    return !arguments.contains(QStringLiteral("-c:a")) || kinds.contains(Mp4Atom::SoundHandler);
 }
 
 } // namespace
@@ -61,7 +61,7 @@ CreationBatch::~CreationBatch() = default;
 bool CreationBatch::allSucceeded(const QList<CreationResult> &results)
 {
     for (const CreationResult &result : results) {
-        if (!result.succeeded)
+        if (!result.succeeded())
             return false;
     }
     return true;
@@ -110,7 +110,7 @@ void CreationBatch::processNext()
 
     const QString missing = ConverterArguments::missingKey(item);
     if (!missing.isEmpty()) {
-        result.reason = QStringLiteral("the item has no \"%1\"").arg(missing);
+        result.status = failure(ErrorKind::Invalid, QStringLiteral("the item has no \"%1\"").arg(missing));
         finishItem(result);
         return;
     }
@@ -125,40 +125,34 @@ void CreationBatch::processNext()
         return;
     }
 
-    const TagWriter::Result tagged = TagWriter::writeTagsWithFileAtPath(result.source, item);
-    if (!tagged.ok) {
-        result.reason = tagged.error;
+    result.status = TagWriter::writeTagsWithFileAtPath(result.source, item);
+    if (!result.status || action == CreationAction::TagInPlace) {
+        if (result.status)
+            result.outputPath = result.source;
         finishItem(result);
         return;
     }
-    if (action == CreationAction::TagInPlace) {
+    const Status moved = FileMove::moveFile(result.source, finalPath);
+    if (!moved) {
+        Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + moved.errorText());
         result.outputPath = result.source;
-        result.succeeded = true;
-        finishItem(result);
-        return;
-    }
-    QString error;
-    if (!FileMove::moveFile(result.source, finalPath, &error)) {
-        Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + error);
-        result.outputPath = result.source;
-        result.reason = QStringLiteral("tagged where it lies; could not move it: ") + error;
+        result.status = failure(moved.errorKind(), QStringLiteral("tagged where it lies; could not move it: ") + moved.errorText());
         finishItem(result);
         return;
     }
     result.outputPath = finalPath;
-    result.succeeded = true;
     finishItem(result);
 }
 
 void CreationBatch::convert(const MovieItem &item, CreationResult result)
 {
     if (!QFileInfo(result.source).isFile()) {
-        result.reason = QStringLiteral("the source file is missing");
+        result.status = failure(ErrorKind::Missing, QStringLiteral("the source file is missing"));
         finishItem(result);
         return;
     }
     if (!QFileInfo(m_destination).isDir()) {
-        result.reason = QStringLiteral("the destination folder does not exist: ") + m_destination;
+        result.status = failure(ErrorKind::Missing, QStringLiteral("the destination folder does not exist: ") + m_destination);
         finishItem(result);
         return;
     }
@@ -170,45 +164,43 @@ void CreationBatch::convert(const MovieItem &item, CreationResult result)
 
     auto connection = std::make_shared<QMetaObject::Connection>();
     *connection = connect(m_runner, &ConverterRunner::finished, this,
-                          [this, connection, item, result, temporaryPath, arguments](bool ok, const QString &reason) {
+                          [this, connection, item, result, temporaryPath, arguments](const Status &status) {
                               disconnect(*connection);
                               m_writeBehind->stop();
-                              QString why = reason;
-                              if (ok && !looksComplete(temporaryPath, arguments)) {
-                                  ok = false;
-                                  why = QStringLiteral("the converter left no readable movie");
-                              }
-                              converted(item, result, temporaryPath, ok, why);
+                              if (status && !looksComplete(temporaryPath, arguments))
+                                  converted(item, result, temporaryPath,
+                                            failure(ErrorKind::Invalid, QStringLiteral("the converter left no readable movie")));
+                              else
+                                  converted(item, result, temporaryPath, status);
                           });
     m_writeBehind->start(temporaryPath);
     m_runner->terminalProcessWithTerminalArgs(arguments, duration, m_index, int(m_items.size()));
 }
 
-void CreationBatch::converted(const MovieItem &item, CreationResult result, const QString &temporaryPath, bool ok,
-                              const QString &reason)
+void CreationBatch::converted(const MovieItem &item, CreationResult result, const QString &temporaryPath,
+                              const Status &status)
 {
-    if (!ok) {
+    if (!status) {
         QFile::remove(temporaryPath);
-        result.reason = reason;
+        result.status = status;
         Diagnostics::write(QStringLiteral("Not created (the source is kept): ") + result.source + QStringLiteral(" -> ")
-                           + reason);
+                           + status.errorText());
         finishItem(result);
         return;
     }
     // A scratch file: it is thrown away on any failure, so it is flushed once, whole, before the source goes.
-    TagWriter::Result tagged = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
-    if (tagged.ok && !FileMove::syncFile(temporaryPath))
-        tagged = {false, QStringLiteral("the converted movie could not be flushed to the disk")};
-    if (!tagged.ok) {
+    result.status = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
+    if (result.status && !FileMove::syncFile(temporaryPath))
+        result.status = failure(ErrorKind::Io, QStringLiteral("the converted movie could not be flushed to the disk"));
+    if (!result.status) {
         QFile::remove(temporaryPath);
-        result.reason = tagged.error;
         finishItem(result);
         return;
     }
-    QString error;
-    if (!FileMove::moveFile(temporaryPath, result.outputPath, &error)) {
-        Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + error);
-        result.reason = QStringLiteral("the converted movie is kept as %1 (the source is kept): %2").arg(temporaryPath, error);
+    if (const Status moved = FileMove::moveFile(temporaryPath, result.outputPath); !moved) {
+        Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + moved.errorText());
+        result.status = failure(moved.errorKind(), QStringLiteral("the converted movie is kept as %1 (the source is kept): %2")
+                                                       .arg(temporaryPath, moved.errorText()));
         result.outputPath = temporaryPath;
         finishItem(result);
         return;
@@ -217,8 +209,7 @@ void CreationBatch::converted(const MovieItem &item, CreationResult result, cons
     if (!source.remove())
         Diagnostics::write(QStringLiteral("Something went wrong while deleing old file: ") + source.errorString());
     else
-        FileMove::syncFolder(QFileInfo(result.source).absolutePath());
-    result.succeeded = true;
+        (void)FileMove::syncFolder(QFileInfo(result.source).absolutePath());
     finishItem(result);
 }
 
@@ -236,7 +227,7 @@ void CreationBatch::finishBatch()
             CreationResult skipped;
             skipped.source = m_items.at(i).value(ItemKey::filePath).toString();
             skipped.movieTitle = m_items.at(i).value(ItemKey::movieTitle).toString();
-            skipped.reason = QStringLiteral("cancelled");
+            skipped.status = failure(ErrorKind::Cancelled, QStringLiteral("cancelled"));
             m_results.append(skipped);
         }
     }

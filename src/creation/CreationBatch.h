@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/MovieItemKeys.h"
+#include "base/Outcome.h"
 #include "base/Preset.h"
 
 #include <QList>
@@ -17,9 +18,12 @@ struct CreationResult
     QString source;
     QString action; // "tag", "move", "convert"
     QString outputPath;
-    bool succeeded = false;
-    QString reason;
     QString movieTitle;
+    Status status;
+
+    bool succeeded() const { return status.ok(); }
+    /** Why the item was not created; empty when it was. */
+    QString reason() const { return status.errorText(); }
 };
 
 /**
@@ -58,8 +62,7 @@ private:
     void processNext();
     void finishItem(const CreationResult &result);
     void convert(const MovieItem &item, CreationResult result);
-    void converted(const MovieItem &item, CreationResult result, const QString &temporaryPath, bool ok,
-                   const QString &reason);
+    void converted(const MovieItem &item, CreationResult result, const QString &temporaryPath, const Status &status);
     void finishBatch();
 
     Progress *m_progress;

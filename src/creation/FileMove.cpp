@@ -19,6 +19,26 @@ QString lastError()
     return QString::fromLocal8Bit(std::strerror(errno));
 }
 
+ErrorKind kindOfErrno(int error)
+{
+    switch (error) {
+    case EEXIST:
+        return ErrorKind::Exists;
+    case ENOSPC:
+    case EDQUOT:
+        return ErrorKind::NoSpace;
+    case ENOENT:
+        return ErrorKind::Missing;
+    default:
+        return ErrorKind::Io;
+    }
+}
+
+Error fileError(const QFile &file)
+{
+    return failure(file.error() == QFileDevice::ResourceError ? ErrorKind::NoSpace : ErrorKind::Io, file.errorString());
+}
+
 /** Renames without replacing: fails with EEXIST when @p to is taken. */
 bool renameNoReplace(const QByteArray &from, const QByteArray &to)
 {
@@ -44,112 +64,102 @@ bool renameNoReplace(const QByteArray &from, const QByteArray &to)
 }
 
 /** Copies @p from to @p to (a new file), flushed to the disk. */
-bool copyFlushed(const QString &from, const QString &to, QString *error)
+Status copyFlushed(const QString &from, const QString &to)
 {
     QFile source(from);
-    if (!source.open(QIODevice::ReadOnly)) {
-        *error = source.errorString();
-        return false;
-    }
+    if (!source.open(QIODevice::ReadOnly))
+        return fileError(source);
     QFile target(to);
-    if (!target.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
-        *error = target.errorString();
-        return false;
-    }
+    if (!target.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+        return fileError(target);
     constexpr qint64 Chunk = qint64(4) * 1024 * 1024;
     QByteArray buffer(Chunk, Qt::Uninitialized);
     for (;;) {
         const qint64 got = source.read(buffer.data(), Chunk);
-        if (got < 0) {
-            *error = source.errorString();
-            return false;
-        }
+        if (got < 0)
+            return fileError(source);
         if (got == 0)
             break;
-        if (target.write(buffer.constData(), got) != got) {
-            *error = target.errorString();
-            return false;
-        }
+        if (target.write(buffer.constData(), got) != got)
+            return fileError(target);
     }
-    if (!target.flush() || !FileMove::syncHandle(target.handle())) {
-        *error = target.errorString().isEmpty() ? lastError() : target.errorString();
-        return false;
-    }
+    if (!target.flush())
+        return fileError(target);
+    if (const Status synced = FileMove::syncHandle(target.handle()); !synced)
+        return synced;
     target.setPermissions(source.permissions());
-    return true;
+    return {};
 }
 
 } // namespace
 
 namespace FileMove {
 
-bool syncHandle(int fd)
+Status syncHandle(int fd)
 {
     // A file system that cannot flush (EINVAL) or is read-only has nothing to lose.
-    return ::fsync(fd) == 0 || errno == EINVAL || errno == EROFS;
+    if (::fsync(fd) == 0 || errno == EINVAL || errno == EROFS)
+        return {};
+    return failure(kindOfErrno(errno), lastError());
 }
 
-bool syncFile(const QString &path)
+Status syncFile(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) && syncHandle(file.handle());
+    if (!file.open(QIODevice::ReadOnly))
+        return fileError(file);
+    return syncHandle(file.handle());
 }
 
-bool syncFolder(const QString &folder)
+Status syncFolder(const QString &folder)
 {
     const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
-        return false;
-    const bool ok = syncHandle(fd);
+        return failure(kindOfErrno(errno), lastError());
+    const Status synced = syncHandle(fd);
     ::close(fd);
-    return ok;
+    return synced;
 }
 
-bool moveFile(const QString &from, const QString &to, QString *error)
+Status moveFile(const QString &from, const QString &to)
 {
     const QByteArray nativeFrom = QFile::encodeName(from);
     const QByteArray nativeTo = QFile::encodeName(to);
     const QString folder = QFileInfo(to).absolutePath();
-    if (QFileInfo::exists(to)) {
-        *error = QStringLiteral("a file already exists at ") + to;
-        return false;
-    }
+    const Error taken = failure(ErrorKind::Exists, QStringLiteral("a file already exists at ") + to);
+    if (QFileInfo::exists(to))
+        return taken;
     if (renameNoReplace(nativeFrom, nativeTo)) {
-        syncFolder(folder);
-        return true;
+        (void)syncFolder(folder);
+        return {};
     }
-    if (errno == EEXIST) {
-        *error = QStringLiteral("a file already exists at ") + to;
-        return false;
-    }
-    if (errno != EXDEV) {
-        *error = lastError();
-        return false;
-    }
+    if (errno == EEXIST)
+        return taken;
+    if (errno != EXDEV)
+        return failure(kindOfErrno(errno), lastError());
 
     // Another file system: copy beside the new name, flush, name it, then let the original go.
     const QString part = folder + QStringLiteral("/.kinovela-move-")
         + QUuid::createUuid().toString(QUuid::WithoutBraces) + QStringLiteral(".part");
-    QString why;
-    if (!copyFlushed(from, part, &why)) {
+    if (const Status copied = copyFlushed(from, part); !copied) {
         QFile::remove(part);
-        *error = QStringLiteral("the movie could not be copied to the destination (%1)").arg(why);
-        return false;
+        return failure(copied.errorKind(),
+                       QStringLiteral("the movie could not be copied to the destination (%1)").arg(copied.errorText()));
     }
     if (!renameNoReplace(QFile::encodeName(part), nativeTo)) {
-        *error = errno == EEXIST ? QStringLiteral("a file already exists at ") + to : lastError();
+        const Error error = errno == EEXIST ? taken : failure(kindOfErrno(errno), lastError());
         QFile::remove(part);
-        return false;
+        return error;
     }
-    syncFolder(folder);
+    (void)syncFolder(folder);
     if (::unlink(nativeFrom.constData()) != 0) {
         // Both copies exist: nothing is lost, but say so.
         Diagnostics::write(QStringLiteral("Moved %1 to %2, but the original could not be removed (%3)")
                                .arg(from, to, lastError()));
-        return true;
+        return {};
     }
-    syncFolder(QFileInfo(from).absolutePath());
-    return true;
+    (void)syncFolder(QFileInfo(from).absolutePath());
+    return {};
 }
 
 } // namespace FileMove

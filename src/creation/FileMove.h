@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Outcome.h"
+
 #include <QString>
 
 /**
@@ -16,15 +18,16 @@
  */
 namespace FileMove {
 
-bool moveFile(const QString &from, const QString &to, QString *error);
+/** Moves @p from to @p to; Exists when @p to is taken, NoSpace when the destination is full. */
+Status moveFile(const QString &from, const QString &to);
 
 /** Flushes a folder's entries (a rename or a removal in it) to the disk. */
-bool syncFolder(const QString &folder);
+Status syncFolder(const QString &folder);
 
 /** Flushes a file's data to the disk. */
-bool syncFile(const QString &path);
+Status syncFile(const QString &path);
 
 /** Flushes an open file's data to the disk. */
-bool syncHandle(int fd);
+Status syncHandle(int fd);
 
 } // namespace FileMove

@@ -1,10 +1,14 @@
 #pragma once
 
 #include "base/MovieItemKeys.h"
+#include "base/Outcome.h"
+#include "creation/Mp4Atoms.h"
 
 #include <QList>
 #include <QString>
 #include <QtGlobal>
+
+#include <optional>
 
 class QIODevice;
 
@@ -34,19 +38,10 @@ namespace Mp4TagSpace {
  */
 enum class Durability { Synced, Scratch };
 
-struct Atom
-{
-    QByteArray type;     ///< four characters
-    qint64 offset = 0;   ///< of the size field
-    qint64 size = 0;     ///< whole atom, header included
-    int headerSize = 8;  ///< 8, or 16 with a 64-bit size
-    bool toEndOfFile = false; ///< size field 0: the atom runs to the end of the file
-};
+using Atom = Mp4Atom::Header;
 
 struct Layout
 {
-    bool ok = false;
-    QString error;
     QList<Atom> atoms;   ///< top-level atoms in file order
     qint64 fileSize = 0;
 
@@ -56,12 +51,24 @@ struct Layout
 /** The steps that write to the file, in order. A run may stop after any. */
 enum class Step { CloseOpenEndedAtom = 1, AppendHeaderCopy = 2, RetireOldHeader = 3 };
 
-struct Result
+/** What a preparation did. */
+struct TagSpaceReport
 {
-    bool ok = false;
-    QString error;
     bool relocated = false; ///< the header was moved to the end of the file
     int stepsDone = 0;      ///< writing steps carried out
+};
+
+/** What the plan is made from: the file's layout and header, the tags, the disk. */
+struct TagSpaceFacts
+{
+    Layout layout;
+    Durability durability = Durability::Synced;
+    qint64 tagBytes = 0;
+    /** The header's tag list plus the padding beside it; nothing when it has no tag list. */
+    std::optional<qint64> roomForTags;
+    /** The size of the header copy with room for the tags, or why none can be made. */
+    Outcome<qint64> headerCopySize = qint64(0);
+    qint64 freeBytes = -1; ///< on the file's disk; negative: not known
 };
 
 /**
@@ -72,7 +79,7 @@ struct Result
 qint64 tagBytesFor(const MovieItem &item, const QString &extraText = QString());
 
 /** Reads and checks the top-level atoms; nothing is written. */
-Layout readLayout(QIODevice &device);
+Outcome<Layout> readLayout(QIODevice &device);
 
 /**
  * Bytes of free padding right beside the tag list (inside moov/udta/meta),
@@ -80,6 +87,19 @@ Layout readLayout(QIODevice &device);
  * less 8, are rewritten in place.
  */
 qint64 paddingBesideTags(const QString &path);
+
+/** Whether the header may stay where it is whatever the tags' size: a scratch file's header after the media. */
+bool headerMayStay(const Layout &layout, Durability durability);
+
+/** The padding a header copy gets for tags of @p tagBytes. */
+qint64 paddingFor(qint64 tagBytes);
+
+/**
+ * Decides, writing nothing, the steps that make room for the tags: none
+ * when they fit, or a refusal (a header too large or damaged, too little
+ * free space, an open-ended atom too large to be given a size).
+ */
+Outcome<QList<Step>> plan(const TagSpaceFacts &facts);
 
 /**
  * Prepares @p path for tags growing by at most @p metadataBytes. Does
@@ -89,8 +109,8 @@ qint64 paddingBesideTags(const QString &path);
  * after that many writing steps (negative: all), which leaves a file as a
  * crash at that instant would.
  */
-Result prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps = -1,
-                      Durability durability = Durability::Synced);
+Outcome<TagSpaceReport> prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps = -1,
+                                       Durability durability = Durability::Synced);
 
 /**
  * The handler types ("vide", "soun", "text"...) of the tracks in a complete

@@ -55,11 +55,11 @@ std::optional<qint64> integerOf(const MovieItem &item, const QString &key)
     return value;
 }
 
-TagWriter::Result writeItems(const QString &path, const MovieItem &item, const QString &plist)
+Status writeItems(const QString &path, const MovieItem &item, const QString &plist)
 {
     TagLib::MP4::File file(QFile::encodeName(path).constData(), false);
     if (!file.isValid() || !file.tag())
-        return {false, QStringLiteral("not an MP4 file the tag library can open: ") + path};
+        return failure(ErrorKind::Invalid, QStringLiteral("not an MP4 file the tag library can open: ") + path);
     TagLib::MP4::Tag *tag = file.tag();
 
     setText(tag, TitleAtom, item, ItemKey::movieTitle);
@@ -101,15 +101,15 @@ TagWriter::Result writeItems(const QString &path, const MovieItem &item, const Q
     tag->setItem(CastCrewAtom, TagLib::MP4::Item(TagLib::StringList(text(plist))));
 
     if (!file.save())
-        return {false, QStringLiteral("the tags could not be written to ") + path};
-    return {true, QString()};
+        return failure(ErrorKind::Io, QStringLiteral("the tags could not be written to ") + path);
+    return {};
 }
 
 // The tag library does not report a short write: open the file afresh and look for the last item written.
 bool readsBack(const QString &path, const QString &plist)
 {
     QFile raw(path);
-    if (!raw.open(QIODevice::ReadOnly) || !Mp4TagSpace::readLayout(raw).ok)
+    if (!raw.open(QIODevice::ReadOnly) || !Mp4TagSpace::readLayout(raw))
         return false;
     TagLib::MP4::File file(QFile::encodeName(path).constData(), false);
     if (!file.isValid() || !file.tag() || !file.tag()->contains(CastCrewAtom))
@@ -122,23 +122,23 @@ bool readsBack(const QString &path, const QString &plist)
 
 namespace TagWriter {
 
-Result writeTagsWithFileAtPath(const QString &path, const MovieItem &item, Mp4TagSpace::Durability durability)
+Status writeTagsWithFileAtPath(const QString &path, const MovieItem &item, Mp4TagSpace::Durability durability)
 {
     const QString plist = MetadataParsingHelper::getPLISTWithDict(item);
     if (!QFile::exists(path))
-        return {false, QStringLiteral("no file at ") + path};
+        return failure(ErrorKind::Missing, QStringLiteral("no file at ") + path);
     // Growing tags must not shift the movie: make room at the end of the file first.
-    const Mp4TagSpace::Result room = Mp4TagSpace::prepareForTags(path, Mp4TagSpace::tagBytesFor(item, plist), -1, durability);
-    if (!room.ok)
-        return {false, room.error};
+    const auto room = Mp4TagSpace::prepareForTags(path, Mp4TagSpace::tagBytesFor(item, plist), -1, durability);
+    if (!room)
+        return room.error();
 
-    if (const Result written = writeItems(path, item, plist); !written.ok)
+    if (Status written = writeItems(path, item, plist); !written)
         return written;
     if (!readsBack(path, plist))
-        return {false, QStringLiteral("the tags could not be written whole (is the disk full?): ") + path};
+        return failure(ErrorKind::Io, QStringLiteral("the tags could not be written whole (is the disk full?): ") + path);
     if (durability == Mp4TagSpace::Durability::Synced && !FileMove::syncFile(path))
-        return {false, QStringLiteral("the tagged file could not be flushed to the disk: ") + path};
-    return {true, QString()};
+        return failure(ErrorKind::Io, QStringLiteral("the tagged file could not be flushed to the disk: ") + path);
+    return {};
 }
 
 } // namespace TagWriter

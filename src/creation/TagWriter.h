@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/MovieItemKeys.h"
+#include "base/Outcome.h"
 #include "creation/Mp4TagSpace.h"
 
 /**
@@ -15,13 +16,7 @@
  */
 namespace TagWriter {
 
-struct Result
-{
-    bool ok = false;
-    QString error;
-};
-
-Result writeTagsWithFileAtPath(const QString &path, const MovieItem &item,
+Status writeTagsWithFileAtPath(const QString &path, const MovieItem &item,
                                Mp4TagSpace::Durability durability = Mp4TagSpace::Durability::Synced);
 
 } // namespace TagWriter

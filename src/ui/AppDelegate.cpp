@@ -777,8 +777,8 @@ void AppDelegate::showCreationAlert(const QList<CreationResult> &results)
     } else {
         QStringList failed;
         for (const CreationResult &result : results) {
-            if (!result.succeeded)
-                failed.append(QStringLiteral("%1: %2").arg(result.source.section(QLatin1Char('/'), -1), result.reason));
+            if (!result.succeeded())
+                failed.append(QStringLiteral("%1: %2").arg(result.source.section(QLatin1Char('/'), -1), result.reason()));
         }
         m_alert->setIcon(QMessageBox::Warning);
         m_alert->setText(tr("Some movies could not be created. Their source files were left untouched."));

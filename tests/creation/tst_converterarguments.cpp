@@ -1,6 +1,8 @@
 #include "creation/ConverterArguments.h"
+#include "creation/ConverterOutput.h"
 #include "creation/ConverterRunner.h"
 #include "creation/MetadataParsingHelper.h"
+#include "base/Diagnostics.h"
 #include "support/TestEnvironment.h"
 
 #include <plist/plist.h>
@@ -8,6 +10,7 @@
 #include <cstdlib>
 
 #include <QRegularExpression>
+#include <QSignalSpy>
 
 namespace {
 
@@ -117,16 +120,16 @@ private Q_SLOTS:
         const QString upper = dir.filePath(QStringLiteral("Movie.MP4"));
         QFile(upper).open(QIODevice::WriteOnly);
         const MovieItem found{{ItemKey::filePath, upper}, {ItemKey::movieFoundStatus, true}};
-        QCOMPARE(ConverterArguments::creationActionForItem(found, Preset(1)), CreationAction::TagInPlace);
-        QCOMPARE(ConverterArguments::creationActionForItem(found, Preset(2)), CreationAction::TagAndMove);
-        QCOMPARE(ConverterArguments::creationActionForItem(found, Preset(3)), CreationAction::Convert);
-        QCOMPARE(ConverterArguments::creationActionForItem(found, Preset(4)), CreationAction::Convert);
         MovieItem unknown = found;
         unknown.insert(ItemKey::movieFoundStatus, false);
-        QCOMPARE(ConverterArguments::creationActionForItem(unknown, Preset(1)), CreationAction::Convert);
         MovieItem missing = found;
         missing.insert(ItemKey::filePath, dir.filePath(QStringLiteral("gone.mp4")));
-        QCOMPARE(ConverterArguments::creationActionForItem(missing, Preset(1)), CreationAction::Convert);
+        const auto action = [](const MovieItem &item, int preset) {
+            return ConverterArguments::actionName(ConverterArguments::creationActionForItem(item, Preset(preset)));
+        };
+        QCOMPARE((QStringList{action(found, 1), action(found, 2), action(found, 3), action(found, 4), action(unknown, 1),
+                              action(missing, 1)}),
+                 words("tag move convert convert convert convert"));
     }
 
     void progressFromConverterOutput_data()
@@ -154,11 +157,78 @@ private Q_SLOTS:
         QFETCH(int, current);
         QFETCH(int, total);
         QFETCH(double, value);
-        const std::optional<double> progress = ConverterRunner::progressForChunk(chunk, duration, current, total);
+        const std::optional<double> progress = ConverterRunner::progressForLine(chunk, duration, current, total);
         if (value < 0)
             QVERIFY(!progress.has_value());
         else
             QCOMPARE(progress.value_or(-1), value);
+    }
+
+    void outputIsReadAsWholeLines_data()
+    {
+        QTest::addColumn<QByteArray>("output");
+        QTest::addColumn<QStringList>("lines");
+        const QByteArray run = "ffmpeg version 5.1.6-0+deb12u1 Copyright (c) 2000-2024 the FFmpeg developers\n"
+                               "Input #0, matroska,webm, from '/in/Am\xc3\xa9lie \xe6\x9d\xb1\xe4\xba\xac.mkv':\n"
+                               "  Duration: 00:00:10.02, start: 0.000000, bitrate: 1208 kb/s\n\n"
+                               "frame=  120 fps=0.0 q=-1.0 size=     512kB time=00:00:05.00 bitrate= 838.9kbits/s\r"
+                               "frame=  250 fps=0.0 q=-1.0 Lsize=    1100kB time=00:00:10.00 bitrate= 900.1kbits/s\r\n"
+                               "video:1000kB audio:90kB";
+        QTest::newRow("a conversion") << run
+            << QStringList{QStringLiteral("ffmpeg version 5.1.6-0+deb12u1 Copyright (c) 2000-2024 the FFmpeg developers"),
+                           QStringLiteral("Input #0, matroska,webm, from '/in/Am\u00e9lie \u6771\u4eac.mkv':"),
+                           QStringLiteral("  Duration: 00:00:10.02, start: 0.000000, bitrate: 1208 kb/s"),
+                           QStringLiteral("frame=  120 fps=0.0 q=-1.0 size=     512kB time=00:00:05.00 bitrate= 838.9kbits/s"),
+                           QStringLiteral("frame=  250 fps=0.0 q=-1.0 Lsize=    1100kB time=00:00:10.00 bitrate= 900.1kbits/s"),
+                           QStringLiteral("video:1000kB audio:90kB")};
+        QTest::newRow("blank lines only") << QByteArray("\r\n \n\r\r") << QStringList();
+    }
+
+    void outputIsReadAsWholeLines()
+    {
+        QFETCH(QByteArray, output);
+        QFETCH(QStringList, lines);
+        // Whatever the reads' boundaries, the same lines come out.
+        for (qsizetype cut = 0; cut <= output.size(); ++cut) {
+            ConverterOutput reader;
+            QStringList got = reader.feed(output.first(cut));
+            got += reader.feed(output.sliced(cut));
+            got += reader.finish();
+            QVERIFY2(got == lines, qPrintable(QStringLiteral("cut at %1: ").arg(cut) + got.join(QLatin1Char('|'))));
+        }
+        ConverterOutput byteByByte;
+        QStringList got;
+        for (const char c : std::as_const(output))
+            got += byteByByte.feed(QByteArray(1, c));
+        QCOMPARE(got + byteByByte.finish(), lines);
+    }
+
+    void runnerReportsLinesAndProgress()
+    {
+        // A converter that writes a progress line in two parts and says it failed, exiting 0 all the same.
+        QTemporaryDir tools;
+        const QString fake = tools.filePath(QStringLiteral("ffmpeg"));
+        QFile script(fake);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write("#!/bin/sh\nprintf 'Stream mapping:\\n  Stream #0:0 -> #0:0 (copy)\\nframe= 5 ti'\nsleep 0.3\n"
+                     "printf 'me=00:00:05.00 bitrate=1\\r'\nsleep 0.3\nprintf 'Conversion failed!\\n'\n");
+        script.close();
+        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        qputenv("KINOVELA_FFMPEG", QFile::encodeName(fake));
+        ConverterRunner runner;
+        QSignalSpy progress(&runner, &ConverterRunner::progressChanged);
+        QSignalSpy finished(&runner, &ConverterRunner::finished);
+        Diagnostics::startCapture();
+        runner.terminalProcessWithTerminalArgs({}, 10.0, 1, 2);
+        QVERIFY(finished.wait(10000));
+        const QStringList lines = Diagnostics::stopCapture();
+        qunsetenv("KINOVELA_FFMPEG");
+        QCOMPARE(progress.size(), 1);
+        QCOMPARE(progress.at(0).at(0).toDouble(), 75.0);
+        QCOMPARE(lines, (QStringList{QStringLiteral("Got Error: Stream mapping:"),
+                                     QStringLiteral("Got Error: Stream #0:0 -> #0:0 (copy)"), QStringLiteral("Conversion failed!")}));
+        const Status status = finished.at(0).at(0).value<Status>();
+        QCOMPARE(status.errorText(), QStringLiteral("the converter reported \"Conversion failed!\""));
     }
 
     void castAndCrewPropertyList()
