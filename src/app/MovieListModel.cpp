@@ -71,6 +71,24 @@ void MovieListModel::replaceAt(int row, const MovieItem &edited)
     endRemoveRows();
 }
 
+int MovieListModel::rowOfSerialNumber(qint64 serialNumber) const
+{
+    for (int row = 0; row < count(); ++row) {
+        if (m_items.at(row).value(ItemKey::serialNumber).toLongLong() == serialNumber)
+            return row;
+    }
+    return -1;
+}
+
+bool MovieListModel::replaceItem(const MovieItem &edited)
+{
+    const int row = rowOfSerialNumber(edited.value(ItemKey::serialNumber).toLongLong());
+    if (row < 0)
+        return false;
+    replaceAt(row, edited);
+    return true;
+}
+
 bool MovieListModel::removeSelected()
 {
     const int row = selectedRow();

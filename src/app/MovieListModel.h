@@ -50,6 +50,13 @@ public:
     bool replaceSelected(const MovieItem &edited);
     /** The same insert-then-remove step at a given row. */
     void replaceAt(int row, const MovieItem &edited);
+    /** Row of the item with this "serialNumber", -1 when it is no longer listed. */
+    int rowOfSerialNumber(qint64 serialNumber) const;
+    /**
+     * Puts @p edited in place of the listed item with the same "serialNumber",
+     * wherever that item is now; false when it is no longer listed.
+     */
+    bool replaceItem(const MovieItem &edited);
     /** Removes the selected row. False when nothing is selected. */
     bool removeSelected();
 

@@ -534,7 +534,7 @@ void AppDelegate::okBTN_InsideSearchWindow_clicked()
     QPointer<AppDelegate> self(this);
     MovieLookup::applyCandidate(*selected, m_searchCandidates.at(row), m_core->conversionOption(), this,
                                 [self](const MovieItem &chosen) {
-                                    self->m_core->list()->replaceSelected(chosen);
+                                    self->m_core->list()->replaceItem(chosen);
                                     self->selectionChanged();
                                     self->m_moiveSearchWindow->setEnabled(true);
                                     self->m_moiveSearchWindow->accept();
@@ -583,8 +583,8 @@ void AppDelegate::downloadBTN_Inside_SubtitleSearchWindow_clicked()
     QPointer<AppDelegate> self(this);
     MovieLookup::applySubtitle(*item, m_subtitleCandidates.at(row), this, [self](const std::optional<MovieItem> &updated) {
         // The chosen subtitle is the one the movie gets when it is converted.
-        if (updated && self->m_core->list()->selectedItem())
-            self->m_core->list()->replaceSelected(*updated);
+        if (updated)
+            self->m_core->list()->replaceItem(*updated);
         self->m_subtitleSearchWindow->setEnabled(true);
         self->m_subtitleSearchWindow->accept();
         Q_EMIT self->sheetFinished(QStringLiteral("subtitleSearchWindow"));
