@@ -6,6 +6,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QThreadStorage>
+#include <QUrlQuery>
 #include <QTimer>
 
 #include <memory>
@@ -39,9 +40,20 @@ void HttpClient::send(const HttpRequest &request, QObject *context, Completion c
 
 namespace {
 
-Status outcomeOf(int status, bool timedOut, QNetworkReply *reply)
+/** What happened to a reply besides what it says itself. */
+struct ReplyState
 {
-    if (timedOut) {
+    bool timedOut = false;
+    bool tooLarge = false;
+};
+
+Status outcomeOf(int status, const ReplyState &state, qint64 limit, QNetworkReply *reply)
+{
+    if (state.tooLarge) {
+        const QString text = QStringLiteral("The answer was larger than %1 MB and was not read.").arg(limit / 1000000);
+        return failure(ErrorKind::Invalid, text, {QStringLiteral("URLError occurred: ") + text});
+    }
+    if (state.timedOut) {
         const QString text = QStringLiteral("The request timed out.");
         return failure(ErrorKind::TimedOut, text, {QStringLiteral("URLError occurred: ") + text});
     }
@@ -89,6 +101,15 @@ Outcome<Json> jsonOf(const HttpResponse &response, bool anyContentType)
     return Json(document);
 }
 
+bool carriesCredential(const HttpRequest &request)
+{
+    for (const auto &[name, value] : request.headers) {
+        if (name.compare("Authorization", Qt::CaseInsensitive) == 0 || name.compare("Api-Key", Qt::CaseInsensitive) == 0)
+            return true;
+    }
+    return QUrlQuery(request.url).hasQueryItem(QStringLiteral("api_key"));
+}
+
 } // namespace
 
 static int retryAfterSeconds(const HttpResponse &response, int cap)
@@ -106,28 +127,38 @@ void HttpClient::start(const HttpRequest &request, QPointer<QObject> context, bo
     QNetworkRequest networkRequest(request.url);
     for (const auto &[name, value] : request.headers)
         networkRequest.setRawHeader(name, value);
+    if (carriesCredential(request))
+        networkRequest.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::SameOriginRedirectPolicy);
     QNetworkReply *reply = m_manager->sendCustomRequest(networkRequest, request.method, request.body);
 
-    auto timedOut = std::make_shared<bool>(false);
+    auto state = std::make_shared<ReplyState>();
     auto *timer = new QTimer(reply);
     timer->setSingleShot(true);
-    connect(timer, &QTimer::timeout, reply, [reply, timedOut] {
-        *timedOut = true;
+    connect(timer, &QTimer::timeout, reply, [reply, state] {
+        state->timedOut = true;
         reply->abort();
+    });
+    // Checked as the answer arrives: an endless or huge body is cut off, never held whole.
+    const qint64 limit = request.maxBodyBytes > 0 ? request.maxBodyBytes : AnswerLimit::Json;
+    connect(reply, &QNetworkReply::downloadProgress, reply, [reply, state, limit](qint64 received, qint64 total) {
+        if (!state->tooLarge && (received > limit || total > limit)) {
+            state->tooLarge = true;
+            reply->abort();
+        }
     });
     timer->start(request.timeoutMs > 0 ? request.timeoutMs : ServiceConfig::httpTimeoutMs());
 
-    connect(reply, &QNetworkReply::finished, this, [this, reply, request, context, hasContext, completion, mayRetry, timedOut] {
+    connect(reply, &QNetworkReply::finished, this, [this, reply, request, context, hasContext, completion, mayRetry, state, limit] {
         reply->deleteLater();
         HttpResponse response;
         response.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        response.body = reply->readAll();
+        response.body = state->tooLarge ? QByteArray() : reply->readAll();
         response.contentType = reply->header(QNetworkRequest::ContentTypeHeader).toByteArray();
         for (const auto &pair : reply->rawHeaderPairs())
             response.headers.append(pair);
-        response.outcome = outcomeOf(response.status, *timedOut, reply);
+        response.outcome = outcomeOf(response.status, *state, limit, reply);
 
-        if (response.status == 429 && mayRetry && !*timedOut) {
+        if (response.status == 429 && mayRetry && !state->timedOut) {
             const int wait = retryAfterSeconds(response, request.maxRetryAfterSeconds);
             QTimer::singleShot(wait * 1000, this, [this, request, context, hasContext, completion] {
                 start(request, context, hasContext, completion, false);

@@ -15,6 +15,14 @@
 class QNetworkAccessManager;
 class QNetworkReply;
 
+/** The largest answers read, by kind; a larger one is cut off while it arrives and reported as a failure. */
+namespace AnswerLimit {
+inline constexpr qint64 Json = 16 * 1000 * 1000;
+inline constexpr qint64 Image = 20 * 1000 * 1000;
+inline constexpr qint64 Xml = 8 * 1000 * 1000;
+inline constexpr qint64 Subtitle = 10 * 1000 * 1000;
+} // namespace AnswerLimit
+
 /** One web request. */
 struct HttpRequest
 {
@@ -28,6 +36,8 @@ struct HttpRequest
     int maxRetryAfterSeconds = 0;
     /** getJson: take the body as JSON whatever content type the server names. */
     bool anyContentType = false;
+    /** The largest body read (see AnswerLimit). */
+    qint64 maxBodyBytes = AnswerLimit::Json;
 };
 
 /**
@@ -52,8 +62,12 @@ struct HttpResponse
  * The one HTTP stack of the application. Requests run in the background;
  * each completion is called exactly once, on the thread that owns the
  * client (the main thread for `shared()`), unless `context` was destroyed
- * meanwhile. A non-2xx status, a network failure and the time-out all end
- * as a response with `error` set.
+ * meanwhile. A non-2xx status, a network failure, the time-out and an
+ * answer over the request's size limit all end as a failed outcome.
+ *
+ * A request that carries a credential (an "Authorization" or "Api-Key"
+ * header, an "api_key" parameter) follows redirects only within its own
+ * origin, so neither the credential nor a body is sent to another host.
  */
 class HttpClient : public QObject
 {

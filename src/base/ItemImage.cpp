@@ -46,7 +46,11 @@ ItemImage ItemImage::fromResource(const QString &name)
 ItemImage ItemImage::fromEncoded(const QByteArray &encoded)
 {
     ItemImage image(encoded);
-    if (image.format().isEmpty() || !image.size().isValid())
+    const QSize size = image.size();
+    if (image.format().isEmpty() || !size.isValid())
+        return {};
+    // Read from the header, before any pixel is decoded: a small file can claim an enormous picture.
+    if (qint64(size.width()) * size.height() > MaxPixels)
         return {};
     return image;
 }
@@ -89,6 +93,8 @@ QImage ItemImage::decode(const QSize &bound) const
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
     const QSize full = reader.size();
+    if (!full.isValid() || qint64(full.width()) * full.height() > MaxPixels)
+        return {};
     if (bound.isValid() && full.isValid() && (full.width() > bound.width() || full.height() > bound.height()))
         reader.setScaledSize(full.scaled(bound, Qt::KeepAspectRatio));
     return reader.read();

@@ -21,7 +21,10 @@ public:
 
     /** One of the application's own images, by name (":/images/<name>.png"). */
     static ItemImage fromResource(const QString &name);
-    /** Bytes of an image file; a null image when the bytes are not a readable image. */
+    /** The largest picture taken, in pixels (a 2000x3000 poster is 6 million). */
+    static constexpr qint64 MaxPixels = 40'000'000;
+
+    /** Bytes of an image file; a null image when the bytes are not a readable image or a picture over MaxPixels. */
     static ItemImage fromEncoded(const QByteArray &encoded);
     static ItemImage fromFile(const QString &path);
 

@@ -22,7 +22,13 @@ public:
         QList<qint64> matrix;
     };
 
-    /** Insertions, deletions and substitutions, each costing 1. */
+    /** Characters compared of each text; a longer text adds one edit per further character. */
+    static constexpr qint64 MaxComparedLength = 1024;
+
+    /**
+     * Insertions, deletions and substitutions, each costing 1. Memory grows
+     * with one text's length, never with the product of both.
+     */
     static qint64 getDistanceBetweenStrings(const QString &a, const QString &b);
     static qint64 distance(const QString &a, const QString &b) { return getDistanceBetweenStrings(a, b); }
 };

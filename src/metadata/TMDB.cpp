@@ -109,6 +109,7 @@ void TMDB::getPoster(const QString &size, const QString &posterPath, PosterCompl
     HttpRequest request;
     request.url = imageUrl(size, posterPath);
     request.maxRetryAfterSeconds = MaxRetryAfterSeconds;
+    request.maxBodyBytes = AnswerLimit::Image;
     HttpClient::forCurrentThread().send(request, mainContext(), [completion](const HttpResponse &response) {
         const ItemImage image = response.ok() ? ItemImage::fromEncoded(response.body) : ItemImage();
         completion(image.isNull() ? ItemImage::fromResource(QStringLiteral("pnf")) : image);

@@ -110,9 +110,16 @@ QByteArray call(const QString &method, const QVariantList &parameters)
     return QByteArray(xml.data(), qsizetype(xml.size()));
 }
 
+bool declaresEntities(const QByteArray &xml)
+{
+    // The XML parser expands entities: a few hundred bytes of declarations can become megabytes.
+    // An XML-RPC answer has no reason to carry a document type or entity declarations at all.
+    return xml.contains("<!DOCTYPE") || xml.contains("<!ENTITY") || xml.contains("<!doctype") || xml.contains("<!entity");
+}
+
 std::optional<QVariant> parseResponse(const QByteArray &xml)
 {
-    if (xml.isEmpty())
+    if (xml.isEmpty() || declaresEntities(xml))
         return std::nullopt;
     try {
         xmlrpc_c::rpcOutcome outcome;
@@ -127,6 +134,8 @@ std::optional<QVariant> parseResponse(const QByteArray &xml)
 
 bool parseCall(const QByteArray &xml, QString *method, QVariantList *parameters)
 {
+    if (declaresEntities(xml))
+        return false;
     try {
         std::string name;
         xmlrpc_c::paramList list;

@@ -16,7 +16,10 @@ namespace XmlRpc {
 /** A methodCall document. A parameter typed double must be a QVariant of double. */
 QByteArray call(const QString &method, const QVariantList &parameters);
 
-/** The answer's value; nothing for a fault, a malformed document or empty input. */
+/**
+ * The answer's value; nothing for a fault, a malformed document, empty input,
+ * or a document with a DOCTYPE or entity declarations (refused unread).
+ */
 std::optional<QVariant> parseResponse(const QByteArray &xml);
 
 /** The method name and parameters of a methodCall (used by the stand-in service). */

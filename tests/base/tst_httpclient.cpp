@@ -188,6 +188,61 @@ private Q_SLOTS:
         QVERIFY(!outcome.response.ok());
         QVERIFY(outcome.response.outcome.errorKind() != ErrorKind::TimedOut);
     }
+
+    void answersOverTheLimitAreCutOff()
+    {
+        m_server->addRoute(QStringLiteral("big"), "GET", QStringLiteral("/big"), [](const StandinServer::Request &) {
+            return StandinServer::plain(200, "application/json", QByteArray(3'000'000, ' ') + "{}");
+        });
+        HttpRequest request;
+        request.url = url(QStringLiteral("/big"));
+        request.maxBodyBytes = 1'000'000;
+        const Sent cut = sendAndWait(request);
+        QCOMPARE(cut.calls, 1);
+        QCOMPARE(cut.response.outcome.errorKind(), ErrorKind::Invalid);
+        QVERIFY(cut.response.body.isEmpty());
+        request.maxBodyBytes = 4'000'000;
+        QVERIFY(sendAndWait(request).response.ok());
+    }
+
+    void credentialsNeverFollowARedirectToAnotherHost_data()
+    {
+        QTest::addColumn<QByteArray>("header");
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<bool>("followed");
+        QTest::newRow("no credential") << QByteArray() << QString() << true;
+        QTest::newRow("Api-Key") << QByteArray("Api-Key") << QString() << false;
+        QTest::newRow("bearer") << QByteArray("Authorization") << QString() << false;
+        QTest::newRow("api_key parameter") << QByteArray() << QStringLiteral("api_key=secret") << false;
+    }
+
+    void credentialsNeverFollowARedirectToAnotherHost()
+    {
+        QFETCH(QByteArray, header);
+        QFETCH(QString, query);
+        QFETCH(bool, followed);
+        StandinServer elsewhere;
+        QVERIFY(elsewhere.start());
+        elsewhere.addRoute(QStringLiteral("taken"), "POST", QStringLiteral("/taken"), [](const StandinServer::Request &) {
+            return StandinServer::json({{QStringLiteral("ok"), true}});
+        });
+        const QString target = elsewhere.baseUrl() + QStringLiteral("/taken");
+        m_server->addRoute(QStringLiteral("moved"), "POST", QStringLiteral("/moved"), [target](const StandinServer::Request &) {
+            StandinServer::Reply reply = StandinServer::plain(307, "text/plain", QByteArray());
+            reply.headers.append({QByteArrayLiteral("Location"), target.toUtf8()});
+            return reply;
+        });
+        HttpRequest request;
+        request.url = url(QStringLiteral("/moved") + (query.isEmpty() ? QString() : QLatin1Char('?') + query));
+        request.method = "POST";
+        request.body = R"({"password": "hunter2"})";
+        if (!header.isEmpty())
+            request.headers = {{header, "secret"}};
+        const Sent sent = sendAndWait(request);
+        QCOMPARE(sent.calls, 1);
+        QCOMPARE(elsewhere.requests(QStringLiteral("taken")).size(), followed ? 1 : 0);
+        QCOMPARE(sent.response.ok(), followed);
+    }
 };
 
 KINOVELA_TEST_MAIN(TestHttpClient)

@@ -93,6 +93,10 @@ private Q_SLOTS:
         QTest::newRow("combining accent") << QStringLiteral("Am\u00e9lie") << QStringLiteral("Ame\u0301lie") << qint64(2);
         QTest::newRow("title and year") << QStringLiteral("The Dark Knight2008") << QStringLiteral("The.Dark.Knight.2008")
                                         << qint64(3);
+        QTest::newRow("longer second") << QStringLiteral("ab") << QStringLiteral("xaxbx") << qint64(3);
+        // A hostile answer's three-megabyte title costs one edit per character past the compared length.
+        QTest::newRow("huge title") << QString(3'000'000, QLatin1Char('a')) << QStringLiteral("aaa")
+                                    << qint64(3'000'000 - 3);
     }
 
     void editDistance()

@@ -84,6 +84,12 @@ private Q_SLOTS:
         QVERIFY(!XmlRpc::parseResponse(XmlRpc::fault(3, QStringLiteral("no"))).has_value());
         QVERIFY(!XmlRpc::parseResponse("<html>nope</html>").has_value());
         QVERIFY(!XmlRpc::parseResponse(QByteArray()).has_value());
+        // Entities that expand a few hundred bytes into megabytes never reach the parser.
+        const QByteArray bomb = QByteArrayLiteral("<?xml version=\"1.0\"?><!DOCTYPE r [<!ENTITY a \"aaaaaaaaaa\">"
+                                                  "<!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\">]>"
+                                                  "<methodResponse><params><param><value><string>&b;</string></value>"
+                                                  "</param></params></methodResponse>");
+        QVERIFY(!XmlRpc::parseResponse(bomb).has_value());
     }
 
     void imdbQueries_data()
