@@ -2,6 +2,7 @@
 
 #include "base/Diagnostics.h"
 #include "base/SearchLanguage.h"
+#include "base/ServiceConfig.h"
 #include "metadata/StoreGenre.h"
 #include "metadata/TMDB.h"
 #include "metadata/TmdbAnswers.h"
@@ -14,6 +15,28 @@
 
 namespace MovieLookup {
 namespace {
+
+/** Why a search could not be made, in words a person can act on. */
+QString lookupFailureReason(const Error &error)
+{
+    const QString host = QUrl(ServiceConfig::tmdbApiUrl()).host();
+    switch (error.kind) {
+    case ErrorKind::Refused:
+        if (error.text.contains(QLatin1String(": 401")))
+            return QStringLiteral("TMDb refused the API key");
+        if (error.text.contains(QLatin1String(": 429")))
+            return QStringLiteral("TMDb is limiting requests; try again in a minute");
+        return QStringLiteral("TMDb answered with an error (%1)").arg(error.text);
+    case ErrorKind::TimedOut:
+        return QStringLiteral("%1 did not answer in time").arg(host);
+    case ErrorKind::Network:
+        return QStringLiteral("can't reach %1 (%2)").arg(host, error.text);
+    case ErrorKind::Missing:
+        return error.text;
+    default:
+        return QStringLiteral("TMDb's answer could not be read (%1)").arg(error.text);
+    }
+}
 
 void merge(MovieItem &into, const MovieItem &from)
 {
@@ -38,6 +61,14 @@ public:
 
     void start()
     {
+        if (!m_client.hasKey()) {
+            const Error noKey = failure(ErrorKind::Missing, QStringLiteral("no TMDb key: enter one in Settings or set KINOVELA_TMDB_API_KEY"));
+            Diagnostics::write(QStringLiteral("Outer : ") + m_name + QStringLiteral(" -> ") + noKey.text);
+            m_record.insert(ItemKey::lookupFailure, noKey.text);
+            // Answered from the event loop, like every lookup.
+            TMDB::delay(0, [self = shared_from_this()] { self->m_completion(self->m_record); });
+            return;
+        }
         m_client.searchMovies(m_name, m_language.alpha2, [self = shared_from_this()](const Outcome<Json> &answer) {
             self->exactPass(answer);
         });
@@ -48,6 +79,7 @@ private:
     {
         if (!answer) {
             Diagnostics::write(QStringLiteral("Outer : ") + m_name + QStringLiteral(" -> ") + answer.errorText());
+            m_record.insert(ItemKey::lookupFailure, lookupFailureReason(answer.error()));
             m_completion(m_record);
             for (const QString &line : answer.error().details)
                 Diagnostics::write(line);
@@ -67,13 +99,14 @@ private:
     {
         if (!answer) {
             Diagnostics::write(QStringLiteral("Inner : ") + m_name + QStringLiteral(" -> ") + answer.errorText());
+            m_record.insert(ItemKey::lookupFailure, lookupFailureReason(answer.error()));
             m_completion(m_record);
             return;
         }
         const qint64 total = (*answer)["total_results"].integer();
         const qsizetype closest = TmdbAnswers::closestTitleIndex(*answer, m_name);
         if (total < 1 || total > 9999 || closest < 0) {
-            Diagnostics::write(QString::fromUtf8(m_client.searchUrl(spacedName(), m_language.alpha2).toEncoded()));
+            Diagnostics::write(TMDB::loggable(m_client.searchUrl(spacedName(), m_language.alpha2)));
             m_completion(m_record);
             return;
         }

@@ -31,7 +31,8 @@ using ItemCompletion = std::function<void(const MovieItem &item)>;
  * whose title is the name, else (searching again with dots and colons as
  * spaces) the closest title with its year; then its full poster, details and
  * store genre, merged into one record. The not-found record when nothing
- * matches or a search fails.
+ * matches or a search fails; when a search could not be made (no key, a
+ * refused key, an unreachable service) "lookupFailure" says why.
  */
 void getMovieInfo(const QString &movieName, ItemCompletion completion);
 

@@ -43,6 +43,8 @@ inline const QString moviePosterPath = QStringLiteral("moviePosterPath");
 inline const QString moviePoster = QStringLiteral("moviePoster");
 inline const QString movieFoundStatus = QStringLiteral("movieFoundStatus");
 inline const QString movieLanguage = QStringLiteral("movieLanguage");
+/** Set only when the lookup could not be made (a refused key, an unreachable service): why, in words. */
+inline const QString lookupFailure = QStringLiteral("lookupFailure");
 
 // Movie details.
 inline const QString movieTagline = QStringLiteral("movieTagline");

@@ -2,6 +2,8 @@
 
 #include "base/Diagnostics.h"
 
+#include <QSettings>
+
 #include <QDir>
 
 namespace ServiceConfig {
@@ -31,9 +33,23 @@ QString tmdbImageUrl()
 
 QString tmdbApiKey()
 {
-    const QString key = fromEnvironment("KINOVELA_TMDB_API_KEY", QStringLiteral("7c1e9a04b2d35f68e0a9c47b13d2f5e6"));
-    Diagnostics::addSecret(key);
+    const QString stored = QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela"))
+                               .value(QStringLiteral("tmdbApiKey"))
+                               .toString()
+                               .trimmed();
+    const QString key = fromEnvironment("KINOVELA_TMDB_API_KEY",
+                                        stored.isEmpty() ? QStringLiteral(KINOVELA_TMDB_API_KEY) : stored);
+    if (!key.isEmpty()) {
+        // Masked in every form a line could carry it: as given and percent-encoded.
+        Diagnostics::addSecret(key);
+        Diagnostics::addSecret(QString::fromLatin1(key.toUtf8().toPercentEncoding()));
+    }
     return key;
+}
+
+void storeTmdbApiKey(const QString &key)
+{
+    QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).setValue(QStringLiteral("tmdbApiKey"), key.trimmed());
 }
 
 QString itunesUrl()
@@ -43,7 +59,7 @@ QString itunesUrl()
 
 QString itunesGenresUrl()
 {
-    return withoutTrailingSlash(fromEnvironment("KINOVELA_ITUNES_GENRES_URL", QStringLiteral("http://itunes.apple.com")));
+    return withoutTrailingSlash(fromEnvironment("KINOVELA_ITUNES_GENRES_URL", QStringLiteral("https://itunes.apple.com")));
 }
 
 QString openSubtitlesRestUrl()

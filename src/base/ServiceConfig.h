@@ -12,7 +12,13 @@ namespace ServiceConfig {
 
 QString tmdbApiUrl();        // KINOVELA_TMDB_API_URL, requests append /3/...
 QString tmdbImageUrl();      // KINOVELA_TMDB_IMAGE_URL, requests append /t/p/...
-QString tmdbApiKey();        // KINOVELA_TMDB_API_KEY
+/**
+ * The TMDb credential: a v3 API key or a v4 read access token.
+ * KINOVELA_TMDB_API_KEY, else the one stored in the settings ("tmdbApiKey"),
+ * else the distributor's key given at build time; empty when there is none.
+ */
+QString tmdbApiKey();
+void storeTmdbApiKey(const QString &key);
 QString itunesUrl();         // KINOVELA_ITUNES_URL, requests append /search?...
 QString itunesGenresUrl();   // KINOVELA_ITUNES_GENRES_URL, requests append /WebObjects/...
 QString openSubtitlesUrl();  // KINOVELA_OPENSUBTITLES_URL, the XML-RPC endpoint

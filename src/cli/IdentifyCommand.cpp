@@ -16,7 +16,8 @@ void printRecord(QTextStream &out, const QString &name, const MovieItem &record)
     const QString title = record.value(ItemKey::movieTitle).toString();
     out << name << "\n";
     if (title.isEmpty()) {
-        out << "    not found\n";
+        const QString failure = record.value(ItemKey::lookupFailure).toString();
+        out << (failure.isEmpty() ? QStringLiteral("    not found") : QStringLiteral("    lookup failed: ") + failure) << "\n";
         return;
     }
     out << "    " << title << " (" << record.value(ItemKey::movieReleaseDate_BEAUTIFIED).toString() << "), TMDb "
@@ -60,7 +61,11 @@ int identify(const QStringList &arguments)
     for (qsizetype i = 0; i < records.size(); ++i) {
         if (records.at(i).value(ItemKey::movieTitle).toString().isEmpty()) {
             allFound = false;
-            Diagnostics::write(QStringLiteral("No movie found for: ") + parsed.positional.at(i));
+            const QString failure = records.at(i).value(ItemKey::lookupFailure).toString();
+            if (failure.isEmpty())
+                Diagnostics::write(QStringLiteral("No movie found for: ") + parsed.positional.at(i));
+            else
+                Diagnostics::write(QStringLiteral("Lookup failed for ") + parsed.positional.at(i) + QStringLiteral(": ") + failure);
         }
     }
     if (parsed.has(QStringLiteral("--json"))) {

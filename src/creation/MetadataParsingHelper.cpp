@@ -32,7 +32,8 @@ QString MetadataParsingHelper::getPLISTWithDict(const MovieItem &item)
         for (const QString &piece : item.value(key).toString().split(QLatin1Char('\n'))) {
             PList::Dictionary entry;
             entry.Set("name", PList::String(utf8(piece)));
-            array.Append(entry.Clone());
+            // Append keeps a copy of its own: handing it a clone would leak the clone.
+            array.Append(&entry);
         }
         root.Set(name, array);
     }

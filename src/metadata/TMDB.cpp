@@ -8,6 +8,7 @@
 
 #include <QCoreApplication>
 #include <QTimer>
+#include <QUrlQuery>
 
 #include <memory>
 
@@ -51,9 +52,36 @@ TMDB::TMDB(QString apiKey)
 {
 }
 
+bool TMDB::isReadAccessToken(const QString &key)
+{
+    return key.startsWith(QLatin1String("eyJ")) && key.count(QLatin1Char('.')) == 2;
+}
+
 QString TMDB::encodeQueryText(const QString &text)
 {
-    return QString::fromLatin1(text.toUtf8().toPercentEncoding(QByteArrayLiteral("!$&'()*+,-./:;=?@_~")));
+    return QString::fromLatin1(text.toUtf8().toPercentEncoding());
+}
+
+HttpRequest TMDB::authorizedRequest(const QUrl &url) const
+{
+    HttpRequest request = jsonRequest(url);
+    if (isReadAccessToken(m_apiKey))
+        request.headers.append({QByteArrayLiteral("Authorization"), "Bearer " + m_apiKey.toUtf8()});
+    return request;
+}
+
+QString TMDB::loggable(const QUrl &url)
+{
+    QUrl shown = url;
+    QUrlQuery query(shown);
+    query.removeAllQueryItems(QStringLiteral("api_key"));
+    shown.setQuery(query);
+    return QString::fromUtf8(shown.toEncoded());
+}
+
+QString TMDB::keyParameter() const
+{
+    return isReadAccessToken(m_apiKey) ? QString() : QStringLiteral("api_key=") + encodeQueryText(m_apiKey) + QLatin1Char('&');
 }
 
 HttpRequest TMDB::jsonRequest(const QUrl &url)
@@ -67,8 +95,8 @@ HttpRequest TMDB::jsonRequest(const QUrl &url)
 
 QUrl TMDB::searchUrl(const QString &query, const QString &alpha2) const
 {
-    const QString text = ServiceConfig::tmdbApiUrl() + QStringLiteral("/3/search/movie?api_key=") + m_apiKey
-        + QStringLiteral("&query=") + encodeQueryText(query) + QStringLiteral("&language=") + encodeQueryText(alpha2);
+    const QString text = ServiceConfig::tmdbApiUrl() + QStringLiteral("/3/search/movie?") + keyParameter()
+        + QStringLiteral("query=") + encodeQueryText(query) + QStringLiteral("&language=") + encodeQueryText(alpha2);
     return QUrl::fromEncoded(text.toUtf8());
 }
 
@@ -76,8 +104,8 @@ QUrl TMDB::detailsUrl(qint64 tmdbID, const QString &alpha2) const
 {
     // "credits" and "release_dates" are what TMDb still answers when it leaves out "casts" and "releases".
     const QString text = ServiceConfig::tmdbApiUrl() + QStringLiteral("/3/movie/") + QString::number(tmdbID)
-        + QStringLiteral("?api_key=") + m_apiKey
-        + QStringLiteral("&append_to_response=casts,releases,images,credits,release_dates&language=")
+        + QLatin1Char('?') + keyParameter()
+        + QStringLiteral("append_to_response=casts,releases,images,credits,release_dates&language=")
         + encodeQueryText(alpha2);
     return QUrl::fromEncoded(text.toUtf8());
 }
@@ -85,7 +113,7 @@ QUrl TMDB::detailsUrl(qint64 tmdbID, const QString &alpha2) const
 QUrl TMDB::postersUrl(qint64 tmdbID, const QString &alpha2) const
 {
     const QString text = ServiceConfig::tmdbApiUrl() + QStringLiteral("/3/movie/") + QString::number(tmdbID)
-        + QStringLiteral("?api_key=") + m_apiKey + QStringLiteral("&append_to_response=releases,images&language=")
+        + QLatin1Char('?') + keyParameter() + QStringLiteral("append_to_response=releases,images&language=")
         + encodeQueryText(alpha2);
     return QUrl::fromEncoded(text.toUtf8());
 }
@@ -93,7 +121,7 @@ QUrl TMDB::postersUrl(qint64 tmdbID, const QString &alpha2) const
 QUrl TMDB::imageUrl(const QString &size, const QString &posterPath)
 {
     return QUrl::fromEncoded((ServiceConfig::tmdbImageUrl() + QStringLiteral("/t/p/") + size
-                              + encodeQueryText(posterPath))
+                              + QString::fromLatin1(posterPath.toUtf8().toPercentEncoding("/")))
                                  .toUtf8());
 }
 
@@ -101,7 +129,7 @@ QUrl TMDB::imageUrl(const QString &size, const QString &posterPath)
 
 void TMDB::searchMovies(const QString &query, const QString &alpha2, JsonCompletion completion) const
 {
-    HttpClient::forCurrentThread().getJson(jsonRequest(searchUrl(query, alpha2)), mainContext(), std::move(completion));
+    HttpClient::forCurrentThread().getJson(authorizedRequest(searchUrl(query, alpha2)), mainContext(), std::move(completion));
 }
 
 void TMDB::getPoster(const QString &size, const QString &posterPath, PosterCompletion completion)
@@ -157,7 +185,7 @@ void TMDB::getMovieListForSearchString(const QString &searchString, RecordListCo
 void TMDB::getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion completion) const
 {
     const QUrl url = detailsUrl(tmdbID, SearchLanguage::current().alpha2);
-    HttpClient::forCurrentThread().getJson(jsonRequest(url), mainContext(), [completion, tmdbID](const Outcome<Json> &answer) {
+    HttpClient::forCurrentThread().getJson(authorizedRequest(url), mainContext(), [completion, tmdbID](const Outcome<Json> &answer) {
         if (!answer) {
             Diagnostics::write(QStringLiteral("In More Movie Finder : ") + QString::number(tmdbID) + QStringLiteral(" -> ")
                                + answer.errorText());
@@ -171,7 +199,7 @@ void TMDB::getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion compl
 void TMDB::getThumbnailsWithTmdbID(qint64 tmdbID, std::function<void(const QList<PosterChoice> &)> completion) const
 {
     const QString alpha2 = SearchLanguage::current().alpha2;
-    HttpClient::forCurrentThread().getJson(jsonRequest(postersUrl(tmdbID, alpha2)), mainContext(), [completion, alpha2](
+    HttpClient::forCurrentThread().getJson(authorizedRequest(postersUrl(tmdbID, alpha2)), mainContext(), [completion, alpha2](
                                                                                                       const Outcome<Json> &answer) {
         if (!answer) {
             Diagnostics::write(answer.errorText());

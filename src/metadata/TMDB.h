@@ -28,9 +28,14 @@ struct HttpRequest;
 class TMDB
 {
 public:
-    /** A client with the configured key (KINOVELA_TMDB_API_KEY or the application's own). */
+    /** A client with the configured credential (ServiceConfig::tmdbApiKey()). */
     TMDB();
+    /** A client with this credential: a v3 API key (sent as "api_key") or a v4 read access token (a Bearer header). */
     explicit TMDB(QString apiKey);
+
+    bool hasKey() const { return !m_apiKey.isEmpty(); }
+    /** A v4 read access token (a JSON web token) rather than a v3 key. */
+    static bool isReadAccessToken(const QString &key);
 
     using JsonCompletion = std::function<void(const Outcome<Json> &answer)>;
     using RecordCompletion = std::function<void(const MovieItem &record)>;
@@ -53,10 +58,14 @@ public:
     /** Runs `closure` on the main thread after `seconds`. */
     static void delay(double seconds, std::function<void()> closure);
 
-    /** Percent-encoding with the URL query-allowed set: '&', '=', '?' stay as they are. */
+    /** A query value, percent-encoded: everything but letters, digits and "-._~" ("&" and "=" included). */
     static QString encodeQueryText(const QString &text);
     /** A request for a JSON answer of TMDb or the store: JSON accepted, one retry after a 429. */
     static HttpRequest jsonRequest(const QUrl &url);
+    /** A JSON request to TMDb carrying this client's credential. */
+    HttpRequest authorizedRequest(const QUrl &url) const;
+    /** @p url as it may be logged: without its "api_key". */
+    static QString loggable(const QUrl &url);
 
     QUrl searchUrl(const QString &query, const QString &alpha2) const;
     QUrl detailsUrl(qint64 tmdbID, const QString &alpha2) const;
@@ -64,5 +73,8 @@ public:
     static QUrl imageUrl(const QString &size, const QString &posterPath);
 
 private:
+    /** "api_key=KEY&" for a v3 key; empty for a read access token, which travels in a header. */
+    QString keyParameter() const;
+
     QString m_apiKey;
 };

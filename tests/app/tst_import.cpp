@@ -36,6 +36,7 @@ public:
                               return reply;
                           });
         qputenv("KINOVELA_TMDB_API_URL", m_server.baseUrl().toUtf8());
+        qputenv("KINOVELA_TMDB_API_KEY", "any-key");
         qputenv("KINOVELA_TMDB_IMAGE_URL", m_server.baseUrl().toUtf8());
         qputenv("KINOVELA_ITUNES_URL", m_server.baseUrl().toUtf8());
         qputenv("KINOVELA_ITUNES_GENRES_URL", m_server.baseUrl().toUtf8());

@@ -148,10 +148,12 @@ private Q_SLOTS:
         QCOMPARE(answer.record, TmdbAnswers::notFoundRecord());
         QCOMPARE(answer.record.size(), 9);
         QCOMPARE(answer.record.value(ItemKey::moviePoster).value<ItemImage>().resourceName(), QStringLiteral("mnf"));
-        // The second search's address is logged, with the key hidden.
+        // The second search's address is logged, without the key.
         QCOMPARE(lines.size(), 1);
-        QVERIFY(lines.constFirst().contains(QStringLiteral("api_key=***")));
+        QVERIFY(lines.constFirst().contains(QStringLiteral("/3/search/movie?query=Nothing%20At%20All")));
         QVERIFY(!lines.constFirst().contains(QString::fromLatin1(TmdbStandin::apiKey())));
+        QVERIFY(!lines.constFirst().contains(QStringLiteral("api_key")));
+        QVERIFY(!answer.record.contains(ItemKey::lookupFailure));
     }
 
     void everyFailureAnswersOnce_data()
@@ -159,16 +161,25 @@ private Q_SLOTS:
         QTest::addColumn<QString>("route");
         QTest::addColumn<int>("failure");
         QTest::addColumn<bool>("found");
-        QTest::newRow("search 401") << QStringLiteral("search") << int(StandinServer::Failure::Unauthorized) << false;
-        QTest::newRow("search 500") << QStringLiteral("search") << int(StandinServer::Failure::ServerError) << false;
-        QTest::newRow("search invalid json") << QStringLiteral("search") << int(StandinServer::Failure::InvalidJson) << false;
-        QTest::newRow("search wrong type") << QStringLiteral("search") << int(StandinServer::Failure::WrongContentType) << false;
-        QTest::newRow("search closed") << QStringLiteral("search") << int(StandinServer::Failure::CloseConnection) << false;
-        QTest::newRow("search silent") << QStringLiteral("search") << int(StandinServer::Failure::NoAnswer) << false;
-        QTest::newRow("details 404") << QStringLiteral("details") << int(StandinServer::Failure::NotFound) << true;
-        QTest::newRow("details silent") << QStringLiteral("details") << int(StandinServer::Failure::NoAnswer) << true;
-        QTest::newRow("image 500") << QStringLiteral("image") << int(StandinServer::Failure::ServerError) << true;
-        QTest::newRow("store 500") << QStringLiteral("itunes") << int(StandinServer::Failure::ServerError) << true;
+        // What the record says when the search could not be made; empty when the movie was found anyway.
+        QTest::addColumn<QString>("reason");
+        using F = StandinServer::Failure;
+        QTest::newRow("search 401") << QStringLiteral("search") << int(F::Unauthorized) << false
+                                    << QStringLiteral("TMDb refused the API key");
+        QTest::newRow("search 500") << QStringLiteral("search") << int(F::ServerError) << false
+                                    << QStringLiteral("TMDb answered with an error");
+        QTest::newRow("search invalid json") << QStringLiteral("search") << int(F::InvalidJson) << false
+                                             << QStringLiteral("TMDb's answer could not be read");
+        QTest::newRow("search wrong type") << QStringLiteral("search") << int(F::WrongContentType) << false
+                                           << QStringLiteral("TMDb's answer could not be read");
+        QTest::newRow("search closed") << QStringLiteral("search") << int(F::CloseConnection) << false
+                                       << QStringLiteral("can't reach 127.0.0.1");
+        QTest::newRow("search silent") << QStringLiteral("search") << int(F::NoAnswer) << false
+                                       << QStringLiteral("127.0.0.1 did not answer in time");
+        QTest::newRow("details 404") << QStringLiteral("details") << int(F::NotFound) << true << QString();
+        QTest::newRow("details silent") << QStringLiteral("details") << int(F::NoAnswer) << true << QString();
+        QTest::newRow("image 500") << QStringLiteral("image") << int(F::ServerError) << true << QString();
+        QTest::newRow("store 500") << QStringLiteral("itunes") << int(F::ServerError) << true << QString();
     }
 
     void everyFailureAnswersOnce()
@@ -176,6 +187,7 @@ private Q_SLOTS:
         QFETCH(QString, route);
         QFETCH(int, failure);
         QFETCH(bool, found);
+        QFETCH(QString, reason);
         qputenv("KINOVELA_HTTP_TIMEOUT_MS", "1000");
         m_server->setFailure(route, StandinServer::Failure(failure));
         Diagnostics::startCapture();
@@ -183,12 +195,26 @@ private Q_SLOTS:
         const QStringList lines = Diagnostics::stopCapture();
         QCOMPARE(answer.calls, 1);
         QCOMPARE(answer.record.value(ItemKey::movieFoundStatus).toBool(), found);
+        const QString said = answer.record.value(ItemKey::lookupFailure).toString();
+        QVERIFY2(reason.isEmpty() ? said.isEmpty() : said.startsWith(reason), qPrintable(said));
         if (route == QLatin1String("search"))
             QVERIFY(lines.constFirst().startsWith(QStringLiteral("Outer : Inception -> ")));
         if (route == QLatin1String("image"))
             QCOMPARE(answer.record.value(ItemKey::moviePoster).value<ItemImage>().resourceName(), QStringLiteral("pnf"));
         if (route == QLatin1String("itunes"))
             QCOMPARE(answer.record.value(ItemKey::movieGenre).toString(), QStringLiteral("Action"));
+    }
+
+    void withoutAKeyNothingIsAskedAndTheRecordSaysWhy()
+    {
+        const QByteArray key = qgetenv("KINOVELA_TMDB_API_KEY");
+        qunsetenv("KINOVELA_TMDB_API_KEY");
+        const Answer answer = identify(QStringLiteral("Inception"));
+        qputenv("KINOVELA_TMDB_API_KEY", key);
+        QCOMPARE(answer.calls, 1);
+        QVERIFY(m_server->requests(QStringLiteral("search")).isEmpty());
+        QVERIFY(answer.record.value(ItemKey::lookupFailure).toString().startsWith(QStringLiteral("no TMDb key")));
+        QCOMPARE(answer.record.value(ItemKey::movieFoundStatus).toBool(), false);
     }
 
     void rateLimitIsRetriedOnce()

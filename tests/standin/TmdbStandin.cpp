@@ -347,7 +347,8 @@ QStringList TmdbStandin::environment(const StandinServer &server)
 {
     const QString base = server.baseUrl();
     return {QStringLiteral("KINOVELA_TMDB_API_URL=") + base, QStringLiteral("KINOVELA_TMDB_IMAGE_URL=") + base,
-            QStringLiteral("KINOVELA_ITUNES_URL=") + base, QStringLiteral("KINOVELA_ITUNES_GENRES_URL=") + base};
+            QStringLiteral("KINOVELA_ITUNES_URL=") + base, QStringLiteral("KINOVELA_ITUNES_GENRES_URL=") + base,
+            QStringLiteral("KINOVELA_TMDB_API_KEY=") + QString::fromLatin1(apiKey())};
 }
 
 void TmdbStandin::exportEnvironment(const StandinServer &server)
