@@ -33,7 +33,7 @@ void printRecord(QTextStream &out, const QString &name, const MovieItem &record)
 int identify(const QStringList &arguments)
 {
     const CliSupport::Arguments parsed =
-        CliSupport::parse(arguments, {QStringLiteral("--json")}, {QStringLiteral("--language")});
+        CliSupport::parseFor(QStringLiteral("identify"), arguments);
     if (!parsed.error.isEmpty())
         return usageError(parsed.error);
     if (parsed.positional.isEmpty())
@@ -60,7 +60,7 @@ int identify(const QStringList &arguments)
     for (qsizetype i = 0; i < records.size(); ++i) {
         if (records.at(i).value(ItemKey::movieTitle).toString().isEmpty()) {
             allFound = false;
-            Diagnostics::write(QStringLiteral("No movie found for: ") + parsed.positional.at(i));
+            Diagnostics::error(parsed.positional.at(i) + QStringLiteral(": no movie found"));
         }
     }
     if (parsed.has(QStringLiteral("--json"))) {
