@@ -1,17 +1,29 @@
 #include "base/Diagnostics.h"
 
+#include <QDateTime>
+#include <QFile>
 #include <QMutex>
+#include <QSet>
 #include <QStringList>
 
 #include <cstdio>
+#include <memory>
+#include <unistd.h>
 
 namespace Diagnostics {
 namespace {
 
+// Erases the terminal's current line (where a status line is drawn).
+constexpr char clearLine[] = "\r\033[K";
+
 struct State {
     QMutex mutex;
     Sink sink = Sink::StandardOutput;
+    Level threshold = Level::Diagnostic;
     QStringList secrets;
+    QSet<QString> shownWarnings;
+    std::unique_ptr<QFile> log;
+    QString status;
     bool capturing = false;
     QStringList captured;
 };
@@ -22,12 +34,79 @@ State &state()
     return s;
 }
 
+QString maskedLocked(QString line)
+{
+    for (const QString &secret : std::as_const(state().secrets))
+        line.replace(secret, QStringLiteral("***"));
+    return line;
+}
+
+void put(FILE *out, const QByteArray &bytes)
+{
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), out);
+    std::fflush(out);
+}
+
+bool showsStatusLocked()
+{
+    return state().sink == Sink::StandardError && isatty(STDERR_FILENO);
+}
+
+void logLocked(const QString &text)
+{
+    if (!state().log)
+        return;
+    const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss  "));
+    state().log->write((stamp + text).toUtf8() + '\n');
+    state().log->flush();
+}
+
+bool sinkShowsLocked(Level level, const QString &text)
+{
+    if (state().sink == Sink::Discard || level < state().threshold)
+        return false;
+    if (level == Level::Warning && state().sink == Sink::StandardError) {
+        if (state().shownWarnings.contains(text))
+            return false;
+        state().shownWarnings.insert(text);
+    }
+    return true;
+}
+
 } // namespace
 
 void setSink(Sink sink)
 {
     QMutexLocker lock(&state().mutex);
     state().sink = sink;
+}
+
+void setThreshold(Level level)
+{
+    QMutexLocker lock(&state().mutex);
+    state().threshold = level;
+}
+
+bool setLogFile(const QString &path, QString *error)
+{
+    QMutexLocker lock(&state().mutex);
+    state().log.reset();
+    if (path.isEmpty())
+        return true;
+    auto file = std::make_unique<QFile>(path);
+    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
+        if (error)
+            *error = QStringLiteral("cannot write the log file %1: %2").arg(path, file->errorString());
+        return false;
+    }
+    state().log = std::move(file);
+    return true;
+}
+
+QString logFile()
+{
+    QMutexLocker lock(&state().mutex);
+    return state().log ? state().log->fileName() : QString();
 }
 
 void addSecret(const QString &secret)
@@ -39,33 +118,60 @@ void addSecret(const QString &secret)
         state().secrets.append(secret);
 }
 
-static QString maskedLocked(QString line)
-{
-    for (const QString &secret : std::as_const(state().secrets))
-        line.replace(secret, QStringLiteral("***"));
-    return line;
-}
-
 QString masked(const QString &line)
 {
     QMutexLocker lock(&state().mutex);
     return maskedLocked(line);
 }
 
-void write(const QString &line)
+void write(Level level, const QString &line)
 {
-    // Diagnostics may come from worker threads (subtitle downloads); the
-    // mutex keeps lines whole.
+    // Lines may come from worker threads (probes, subtitle downloads); the
+    // mutex keeps them whole.
     QMutexLocker lock(&state().mutex);
     const QString text = maskedLocked(line);
     if (state().capturing)
         state().captured.append(text);
-    if (state().sink == Sink::Discard)
+    logLocked(text);
+    if (!sinkShowsLocked(level, text))
         return;
-    FILE *out = state().sink == Sink::StandardError ? stderr : stdout;
-    const QByteArray bytes = text.toUtf8() + '\n';
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), out);
-    std::fflush(out);
+    if (state().sink == Sink::StandardOutput) {
+        put(stdout, text.toUtf8() + '\n');
+        return;
+    }
+    if (!state().status.isEmpty() && showsStatusLocked())
+        put(stderr, clearLine + text.toUtf8() + '\n' + state().status.toUtf8());
+    else
+        put(stderr, text.toUtf8() + '\n');
+}
+
+void write(const QString &line)
+{
+    write(Level::Diagnostic, line);
+}
+
+void result(const QString &line)
+{
+    write(Level::Result, line);
+}
+
+void warn(const QString &line)
+{
+    write(Level::Warning, line);
+}
+
+void error(const QString &line)
+{
+    write(Level::Error, line);
+}
+
+void setStatus(const QString &text)
+{
+    QMutexLocker lock(&state().mutex);
+    if (!showsStatusLocked() || text == state().status)
+        return;
+    state().status = text;
+    put(stderr, clearLine + text.toUtf8());
 }
 
 void startCapture()

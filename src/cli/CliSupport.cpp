@@ -4,6 +4,7 @@
 #include "base/LanguageList.h"
 #include "base/Progress.h"
 #include "base/UserSettings.h"
+#include "cli/CommandTable.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -13,9 +14,14 @@
 #include <QUrl>
 
 #include <cstdio>
-#include <unistd.h>
 
 namespace CliSupport {
+
+namespace {
+
+bool progressShown = true;
+
+} // namespace
 
 Arguments parse(const QStringList &arguments, const QStringList &flagNames, const QStringList &valueOptions)
 {
@@ -52,9 +58,59 @@ Arguments parse(const QStringList &arguments, const QStringList &flagNames, cons
     return result;
 }
 
+Arguments parseFor(const QString &command, const QStringList &arguments)
+{
+    const CommandTable::Command *entry = CommandTable::find(command);
+    Q_ASSERT(entry);
+    return parse(arguments, CommandTable::flagNames(*entry), CommandTable::valueOptionNames(*entry));
+}
+
+GlobalOptions takeGlobalOptions(QStringList &arguments)
+{
+    GlobalOptions global;
+    bool verbose = false;
+    bool quiet = false;
+    QStringList rest;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        if (argument == QLatin1String("--")) {
+            rest += arguments.mid(i);
+            break;
+        }
+        if (argument == QLatin1String("-v") || argument == QLatin1String("--verbose")) {
+            verbose = true;
+        } else if (argument == QLatin1String("-q") || argument == QLatin1String("--quiet")) {
+            quiet = true;
+        } else if (argument == QLatin1String("-h") || argument == QLatin1String("--help")) {
+            global.help = true;
+        } else if (argument.startsWith(QLatin1String("--log="))) {
+            global.logFile = argument.mid(6);
+        } else if (argument == QLatin1String("--log")) {
+            if (i + 1 == arguments.size())
+                global.error = QStringLiteral("option '--log' needs a value");
+            else
+                global.logFile = arguments.at(++i);
+        } else {
+            rest.append(argument);
+        }
+    }
+    if (verbose && quiet)
+        global.error = QStringLiteral("-v and -q cannot be used together");
+    global.threshold = verbose ? Diagnostics::Level::Diagnostic
+                               : (quiet ? Diagnostics::Level::Error : Diagnostics::Level::Result);
+    arguments = rest;
+    return global;
+}
+
 QString absolutePath(const QString &path)
 {
     return QFileInfo(path).absoluteFilePath();
+}
+
+QString displayPath(const QString &path)
+{
+    const QString relative = QDir::current().relativeFilePath(path);
+    return relative.startsWith(QLatin1String("..")) || QFileInfo(relative).isAbsolute() ? path : relative;
 }
 
 QJsonValue toJson(const QVariant &value)
@@ -154,9 +210,14 @@ bool applyPreset(const QString &preset, QString *error)
     return true;
 }
 
+void setProgressShown(bool shown)
+{
+    progressShown = shown;
+}
+
 void showProgressOnTerminal(Progress *progress)
 {
-    if (!isatty(STDERR_FILENO))
+    if (!progressShown)
         return;
     auto draw = [progress] {
         const int width = 30;
@@ -164,19 +225,15 @@ void showProgressOnTerminal(Progress *progress)
         QString title = progress->title();
         if (title.size() > 60)
             title = title.left(57) + QStringLiteral("...");
-        const QString line = QStringLiteral("\r\033[K[%1%2] %3% %4")
+        const QString line = QStringLiteral("[%1%2] %3% %4")
                                  .arg(QString(filled, QLatin1Char('#')), QString(width - filled, QLatin1Char(' ')))
                                  .arg(int(progress->value()), 3)
                                  .arg(title);
-        std::fputs(line.toLocal8Bit().constData(), stderr);
-        std::fflush(stderr);
+        Diagnostics::setStatus(line);
     };
     QObject::connect(progress, &Progress::titleChanged, progress, draw);
     QObject::connect(progress, &Progress::valueChanged, progress, draw);
-    QObject::connect(progress, &Progress::ended, progress, [] {
-        std::fputs("\r\033[K", stderr);
-        std::fflush(stderr);
-    });
+    QObject::connect(progress, &Progress::ended, progress, [] { Diagnostics::setStatus(QString()); });
 }
 
 } // namespace CliSupport

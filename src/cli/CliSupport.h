@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Diagnostics.h"
+
 #include <QHash>
 #include <QJsonArray>
 #include <QJsonValue>
@@ -30,8 +32,25 @@ struct Arguments
  */
 Arguments parse(const QStringList &arguments, const QStringList &flagNames, const QStringList &valueOptions);
 
+/** Splits the arguments of the command named `command` (see CommandTable) as parse() does, with that command's options. */
+Arguments parseFor(const QString &command, const QStringList &arguments);
+
+/** What the options of every command asked for; they may stand anywhere before "--". */
+struct GlobalOptions
+{
+    Diagnostics::Level threshold = Diagnostics::Level::Result;
+    QString logFile;
+    bool help = false;
+    QString error; // not empty: a usage error
+};
+
+/** Removes -v/--verbose, -q/--quiet, --log FILE and -h/--help from `arguments`. */
+GlobalOptions takeGlobalOptions(QStringList &arguments);
+
 /** The absolute form of a path given on the command line. */
 QString absolutePath(const QString &path);
+/** A path as a person reads it: relative to the current folder when it lies below it, else absolute. */
+QString displayPath(const QString &path);
 
 /**
  * JSON form of an item value: maps and lists recursively, file URLs as
@@ -51,7 +70,9 @@ bool applyLanguage(const QString &language, QString *error);
 /** Applies "--preset N" (1 to 4) for this run only; false with `error` set when N is not valid. */
 bool applyPreset(const QString &preset, QString *error);
 
-/** Shows a progress bar on standard error for `progress` while it runs, when standard error is a terminal. */
+/** Shows a progress bar on standard error for `progress` while it runs, when standard error is a terminal and progress is shown. */
 void showProgressOnTerminal(Progress *progress);
+/** Whether long work shows a progress bar; -q turns it off. */
+void setProgressShown(bool shown);
 
 } // namespace CliSupport

@@ -11,7 +11,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QTextStream>
+#include <QHash>
 
 namespace Commands {
 
@@ -29,22 +29,35 @@ QJsonObject resultJson(const CreationResult &result)
     return object;
 }
 
-void printResults(const QList<MovieItem> &items, const QList<CreationResult> &results, bool json)
+// One line per item on standard error: a result when it was created, an error when not.
+void reportResults(const QList<CreationResult> &results)
 {
-    if (json) {
-        QJsonArray resultArray;
-        for (const CreationResult &result : results)
-            resultArray.append(resultJson(result));
-        CliSupport::printJson(QJsonObject{{QStringLiteral("items"), CliSupport::toJsonArray(items)}, {QStringLiteral("results"), resultArray}});
-        return;
+    const QHash<QString, QString> verbs{{QStringLiteral("tag"), QStringLiteral("tagged")},
+                                        {QStringLiteral("move"), QStringLiteral("moved")},
+                                        {QStringLiteral("convert"), QStringLiteral("converted")}};
+    const QString log = Diagnostics::logFile();
+    for (const CreationResult &result : results) {
+        const QString source = CliSupport::displayPath(result.source);
+        if (!result.succeeded()) {
+            Diagnostics::error(QStringLiteral("failed     ") + source + QStringLiteral(": ") + result.reason()
+                               + (log.isEmpty() ? QString() : QStringLiteral(" (details in %1)").arg(log)));
+            continue;
+        }
+        QString line = verbs.value(result.action, result.action).leftJustified(10) + QLatin1Char(' ') + source;
+        if (result.outputPath != result.source)
+            line += QStringLiteral(" -> ") + CliSupport::displayPath(result.outputPath);
+        Diagnostics::result(line);
     }
-    QTextStream out(stdout);
-    for (const CreationResult &result : results)
-        out << (result.succeeded() ? "created  " : "FAILED   ") << result.action << "  " << result.source << " -> "
-            << result.outputPath << (result.succeeded() ? QString() : QStringLiteral("  (") + result.reason() + QLatin1Char(')'))
-            << "\n";
     if (CreationBatch::allSucceeded(results))
-        out << "Movies Created Sucessfully!\n";
+        Diagnostics::write(QStringLiteral("Movies Created Sucessfully!"));
+}
+
+void printJson(const QList<MovieItem> &items, const QList<CreationResult> &results)
+{
+    QJsonArray resultArray;
+    for (const CreationResult &result : results)
+        resultArray.append(resultJson(result));
+    CliSupport::printJson(QJsonObject{{QStringLiteral("items"), CliSupport::toJsonArray(items)}, {QStringLiteral("results"), resultArray}});
 }
 
 QList<CreationResult> saveAndWait(AppCore &core, const QString &destination)
@@ -64,8 +77,7 @@ QList<CreationResult> saveAndWait(AppCore &core, const QString &destination)
 
 int create(const QStringList &arguments)
 {
-    const CliSupport::Arguments parsed = CliSupport::parse(arguments, {QStringLiteral("--json")},
-                                                           ImportRun::valueOptions() << QStringLiteral("--dest"));
+    const CliSupport::Arguments parsed = CliSupport::parseFor(QStringLiteral("create"), arguments);
     if (!parsed.error.isEmpty())
         return usageError(parsed.error);
     if (!parsed.values.contains(QStringLiteral("--dest")))
@@ -84,11 +96,9 @@ int create(const QStringList &arguments)
     const QStringList rejected = ImportRun::run(core, parsed.positional, stagger);
     const QList<MovieItem> items = core.list()->items();
     const QList<CreationResult> results = saveAndWait(core, QDir::cleanPath(destination));
-    for (const CreationResult &result : results) {
-        if (!result.succeeded())
-            Diagnostics::write(QStringLiteral("Failed: ") + result.source + QStringLiteral(" -> ") + result.reason());
-    }
-    printResults(items, results, parsed.has(QStringLiteral("--json")));
+    reportResults(results);
+    if (parsed.has(QStringLiteral("--json")))
+        printJson(items, results);
     return rejected.isEmpty() && CreationBatch::allSucceeded(results) ? Success : SomeFailed;
 }
 

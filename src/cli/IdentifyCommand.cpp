@@ -34,7 +34,7 @@ void printRecord(QTextStream &out, const QString &name, const MovieItem &record)
 int identify(const QStringList &arguments)
 {
     const CliSupport::Arguments parsed =
-        CliSupport::parse(arguments, {QStringLiteral("--json")}, {QStringLiteral("--language")});
+        CliSupport::parseFor(QStringLiteral("identify"), arguments);
     if (!parsed.error.isEmpty())
         return usageError(parsed.error);
     if (parsed.positional.isEmpty())
@@ -62,10 +62,8 @@ int identify(const QStringList &arguments)
         if (records.at(i).value(ItemKey::movieTitle).toString().isEmpty()) {
             allFound = false;
             const QString failure = records.at(i).value(ItemKey::lookupFailure).toString();
-            if (failure.isEmpty())
-                Diagnostics::write(QStringLiteral("No movie found for: ") + parsed.positional.at(i));
-            else
-                Diagnostics::write(QStringLiteral("Lookup failed for ") + parsed.positional.at(i) + QStringLiteral(": ") + failure);
+            Diagnostics::error(parsed.positional.at(i)
+                               + (failure.isEmpty() ? QStringLiteral(": no movie found") : QStringLiteral(": lookup failed: ") + failure));
         }
     }
     if (parsed.has(QStringLiteral("--json"))) {

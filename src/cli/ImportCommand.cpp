@@ -47,7 +47,7 @@ void printText(const QList<MovieItem> &items)
 int import(const QStringList &arguments)
 {
     const CliSupport::Arguments parsed =
-        CliSupport::parse(arguments, {QStringLiteral("--json")}, ImportRun::valueOptions());
+        CliSupport::parseFor(QStringLiteral("import"), arguments);
     if (!parsed.error.isEmpty())
         return usageError(parsed.error);
     if (parsed.positional.isEmpty())

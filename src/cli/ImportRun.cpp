@@ -14,11 +14,6 @@
 
 namespace ImportRun {
 
-QStringList valueOptions()
-{
-    return {QStringLiteral("--preset"), QStringLiteral("--language"), QStringLiteral("--stagger")};
-}
-
 bool applyOptions(const CliSupport::Arguments &arguments, double *stagger, QString *error)
 {
     if (arguments.values.contains(QStringLiteral("--preset"))
@@ -67,7 +62,7 @@ QStringList run(AppCore &core, const QStringList &files, double stagger)
     for (int i = 0; i < files.size(); ++i) {
         if (!listed.contains(i)) {
             rejected.append(files.at(i));
-            Diagnostics::write(QStringLiteral("Not a movie file (skipped): ") + files.at(i));
+            Diagnostics::error(files.at(i) + QStringLiteral(": not a movie file (skipped)"));
         }
     }
     return rejected;

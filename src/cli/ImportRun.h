@@ -9,9 +9,6 @@ class AppCore;
 /** An import driven from the command line, shared by `import` and `create`. */
 namespace ImportRun {
 
-/** The option names an import takes besides its files. */
-QStringList valueOptions();
-
 /**
  * Applies "--preset", "--language" and "--stagger" for this run; false with
  * `error` set on a bad value.
@@ -21,7 +18,7 @@ bool applyOptions(const CliSupport::Arguments &arguments, double *stagger, QStri
 /**
  * Starts the core, imports the files (made absolute) and runs the event loop
  * until every file has been listed or rejected. Returns the files that were
- * rejected, in the order given, each also named in a diagnostic line.
+ * rejected, in the order given, each also named in an error line.
  */
 QStringList run(AppCore &core, const QStringList &files, double stagger);
 

@@ -77,7 +77,7 @@ void printText(const FileProbe &probe)
 
 int probe(const QStringList &arguments)
 {
-    const CliSupport::Arguments parsed = CliSupport::parse(arguments, {QStringLiteral("--json")}, {});
+    const CliSupport::Arguments parsed = CliSupport::parseFor(QStringLiteral("probe"), arguments);
     if (!parsed.error.isEmpty())
         return usageError(parsed.error);
     if (parsed.positional.isEmpty())
@@ -89,7 +89,7 @@ int probe(const QStringList &arguments)
         const FileProbe probe(CliSupport::absolutePath(given));
         if (!probe.isAcceptable()) {
             allAcceptable = false;
-            Diagnostics::write(QStringLiteral("Not a usable movie file: ") + given);
+            Diagnostics::error(given + QStringLiteral(": not a usable movie file"));
         }
         if (parsed.has(QStringLiteral("--json")))
             array.append(probeToJson(probe));

@@ -11,7 +11,7 @@ namespace Commands {
 int search(const QStringList &arguments)
 {
     const CliSupport::Arguments parsed =
-        CliSupport::parse(arguments, {QStringLiteral("--json")}, {QStringLiteral("--language")});
+        CliSupport::parseFor(QStringLiteral("search"), arguments);
     if (!parsed.error.isEmpty())
         return usageError(parsed.error);
     if (parsed.positional.size() != 1)

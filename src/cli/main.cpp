@@ -1,23 +1,16 @@
 #include "base/Diagnostics.h"
+#include "cli/BashCompletion.h"
+#include "cli/CliSupport.h"
+#include "cli/CommandTable.h"
 #include "cli/Commands.h"
+#include "cli/HelpText.h"
+#include "cli/ManPage.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
 #include <QTextStream>
 
-#include <cstdio>
-
-static const char *const usageText =
-    "Usage:\n"
-    "  kinovela-cli probe [--json] FILE...\n"
-    "  kinovela-cli hash FILE...\n"
-    "  kinovela-cli identify [--language L] [--json] NAME...\n"
-    "  kinovela-cli search [--language L] [--json] TEXT\n"
-    "  kinovela-cli import [--preset N] [--language L] [--stagger S] [--json] FILE...\n"
-    "  kinovela-cli create --dest DIR [--preset N] [--language L] [--stagger S] [--json] FILE...\n"
-    "  kinovela-cli --help | --version\n"
-    "\n"
-    "Exit status: 0 when everything was done, 1 when some file or item failed,\n"
-    "2 for a usage error.\n";
 
 namespace Commands {
 
@@ -31,6 +24,65 @@ int usageError(const QString &message)
 
 } // namespace Commands
 
+namespace {
+
+int print(const QString &text)
+{
+    QTextStream(stdout) << text;
+    return Commands::Success;
+}
+
+// The build writes the manual pages and the completion with "--write-docs DIR".
+int writeDocs(const QString &folder)
+{
+    const std::pair<QString, QString> documents[] = {
+        {QStringLiteral("kinovela-cli.1"), ManPage::commandLine()},
+        {QStringLiteral("kinovela.1"), ManPage::window()},
+        {QStringLiteral("kinovela-cli"), BashCompletion::script(BashCompletion::languageWords())},
+    };
+    QDir().mkpath(folder);
+    for (const auto &[name, text] : documents) {
+        QFile file(QDir(folder).filePath(name));
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(text.toUtf8()) < 0) {
+            QTextStream(stderr) << "kinovela-cli: cannot write " << file.fileName() << ": " << file.errorString() << "\n";
+            return Commands::SomeFailed;
+        }
+    }
+    return Commands::Success;
+}
+
+int help(const QStringList &arguments)
+{
+    if (arguments.isEmpty())
+        return print(HelpText::overview());
+    const CommandTable::Command *command = CommandTable::find(arguments.constFirst());
+    if (!command || arguments.size() > 1)
+        return Commands::usageError(QStringLiteral("'help' takes one COMMAND of: ") + [] {
+            QStringList names;
+            for (const CommandTable::Command &entry : CommandTable::commands())
+                names.append(entry.name);
+            return names.join(QStringLiteral(", "));
+        }());
+    return print(HelpText::command(*command));
+}
+
+int run(const QString &command, const QStringList &arguments)
+{
+    using Handler = int (*)(const QStringList &);
+    const std::pair<const char *, Handler> handlers[] = {
+        {"probe", Commands::probe},   {"hash", Commands::hash},     {"identify", Commands::identify},
+        {"search", Commands::search}, {"import", Commands::import}, {"create", Commands::create},
+        {"help", help},
+    };
+    for (const auto &[name, handler] : handlers) {
+        if (command == QLatin1String(name))
+            return handler(arguments);
+    }
+    return Commands::usageError(QStringLiteral("unknown command '%1'").arg(command));
+}
+
+} // namespace
+
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
@@ -40,27 +92,28 @@ int main(int argc, char *argv[])
     Diagnostics::setSink(Diagnostics::Sink::StandardError);
 
     QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.size() == 2 && arguments.constFirst() == QLatin1String("--write-docs"))
+        return writeDocs(arguments.constLast());
+    const CliSupport::GlobalOptions global = CliSupport::takeGlobalOptions(arguments);
+    if (!global.error.isEmpty())
+        return Commands::usageError(global.error);
     if (arguments.isEmpty())
-        return Commands::usageError(QStringLiteral("no command given"));
+        return global.help ? print(HelpText::overview()) : Commands::usageError(QStringLiteral("no command given"));
 
     const QString command = arguments.takeFirst();
-    if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
-        std::fputs(usageText, stdout);
-        return Commands::Success;
-    }
-    if (command == QLatin1String("--version")) {
-        std::printf("kinovela-cli %s\n", KINOVELA_VERSION);
-        return Commands::Success;
+    if (command == QLatin1String("--version"))
+        return print(QStringLiteral("kinovela-cli %1\n").arg(QStringLiteral(KINOVELA_VERSION)));
+    if (global.help) {
+        const CommandTable::Command *entry = CommandTable::find(command);
+        return entry ? print(HelpText::command(*entry)) : Commands::usageError(QStringLiteral("unknown command '%1'").arg(command));
     }
 
-    using Handler = int (*)(const QStringList &);
-    const std::pair<const char *, Handler> handlers[] = {
-        {"probe", Commands::probe},       {"hash", Commands::hash},     {"identify", Commands::identify},
-        {"search", Commands::search},     {"import", Commands::import}, {"create", Commands::create},
-    };
-    for (const auto &[name, handler] : handlers) {
-        if (command == QLatin1String(name))
-            return handler(arguments);
-    }
-    return Commands::usageError(QStringLiteral("unknown command '%1'").arg(command));
+    Diagnostics::setThreshold(global.threshold);
+    CliSupport::setProgressShown(global.threshold != Diagnostics::Level::Error);
+    QString error;
+    if (!Diagnostics::setLogFile(global.logFile, &error))
+        return Commands::usageError(error);
+    Diagnostics::write(QStringLiteral("kinovela-cli %1: %2 %3")
+                           .arg(QStringLiteral(KINOVELA_VERSION), command, arguments.join(QLatin1Char(' '))));
+    return run(command, arguments);
 }

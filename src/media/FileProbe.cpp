@@ -76,9 +76,8 @@ QByteArray runProbe(const QString &path)
 {
     const QString program = ToolLocator::probeProgram();
     if (program.isEmpty()) {
-        Diagnostics::write(QStringLiteral("The probe program (ffprobe) was not found; install ffmpeg or set "
-                                          "KINOVELA_FFPROBE. Skipping: ")
-                           + path);
+        Diagnostics::warn(QStringLiteral("The probe program (ffprobe) was not found; install ffmpeg or set KINOVELA_FFPROBE."));
+        Diagnostics::write(QStringLiteral("Not probed: ") + path);
         return {};
     }
     QProcess process;
@@ -86,7 +85,7 @@ QByteArray runProbe(const QString &path)
     process.setStandardInputFile(QProcess::nullDevice());
     process.start(program, FileProbe::probeArguments(path), QIODevice::ReadOnly);
     if (!process.waitForStarted(ProbeTimeoutMs)) {
-        Diagnostics::write(QStringLiteral("Could not start the probe program ") + program + QStringLiteral(": ")
+        Diagnostics::warn(QStringLiteral("Could not start the probe program ") + program + QStringLiteral(": ")
                            + process.errorString());
         return {};
     }

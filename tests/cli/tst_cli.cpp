@@ -1,3 +1,4 @@
+#include "CliRunner.h"
 #include "support/TestEnvironment.h"
 
 #include <QJsonArray>
@@ -11,56 +12,13 @@ class TestCli : public QObject
     Q_OBJECT
 
 private:
-    QProcess m_standin;
-    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
-    QTemporaryDir m_files;
+    CliRunner m_cli;
 
-    struct Run
-    {
-        int exitCode = -1;
-        QByteArray out;
-        QByteArray err;
-    };
-
-    Run cli(const QStringList &arguments)
-    {
-        QProcess process;
-        process.setProcessEnvironment(m_environment);
-        process.setWorkingDirectory(m_files.path());
-        process.start(qEnvironmentVariable("KINOVELA_CLI"), arguments);
-        process.waitForFinished(180000);
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-    }
-
-    QString copy(const QString &media, const QString &name)
-    {
-        const QString path = m_files.filePath(name);
-        QFile::remove(path);
-        QFile::copy(TestEnvironment::media(media), path);
-        return name;
-    }
+    CliRunner::Run cli(const QStringList &arguments) { return m_cli.run(arguments); }
+    QString copy(const QString &media, const QString &name) { return m_cli.copy(media, name); }
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        m_standin.start(qEnvironmentVariable("KINOVELA_BUILD_DIR") + QStringLiteral("/tests/kinovela-standin"));
-        QVERIFY(m_standin.waitForStarted());
-        QByteArray lines;
-        while (!lines.contains("\n\n") && m_standin.waitForReadyRead(10000))
-            lines += m_standin.readAllStandardOutput();
-        for (const QByteArray &line : lines.split('\n')) {
-            const qsizetype equals = line.indexOf('=');
-            if (equals > 0)
-                m_environment.insert(QString::fromUtf8(line.left(equals)), QString::fromUtf8(line.mid(equals + 1)));
-        }
-        QVERIFY(m_environment.contains(QStringLiteral("KINOVELA_TMDB_API_URL")));
-    }
-
-    void cleanupTestCase()
-    {
-        m_standin.kill();
-        m_standin.waitForFinished();
-    }
+    void initTestCase() { QVERIFY(m_cli.start()); }
 
     void usage()
     {
@@ -71,15 +29,15 @@ private Q_SLOTS:
                      .exitCode,
                  2);
         QCOMPARE(cli({QStringLiteral("create"), QStringLiteral("x.mkv")}).exitCode, 2);
-        const Run help = cli({QStringLiteral("--help")});
+        const CliRunner::Run help = cli({QStringLiteral("--help")});
         QCOMPARE(help.exitCode, 0);
-        QVERIFY(help.out.contains("kinovela-cli import"));
+        QVERIFY(help.out.contains("\n  import "));
         QVERIFY(cli({QStringLiteral("--version")}).out.startsWith("kinovela-cli "));
     }
 
     void identifyDeliversTheMergedRecord()
     {
-        const Run run = cli({QStringLiteral("identify"), QStringLiteral("--json"), QStringLiteral("The.Dark.Knight.2008")});
+        const CliRunner::Run run = cli({QStringLiteral("identify"), QStringLiteral("--json"), QStringLiteral("The.Dark.Knight.2008")});
         QCOMPARE(run.exitCode, 0);
         const QJsonObject record = QJsonDocument::fromJson(run.out).array().at(0).toObject();
         QCOMPARE(record[QStringLiteral("movieTitle")].toString(), QStringLiteral("The Dark Knight"));
@@ -89,16 +47,16 @@ private Q_SLOTS:
                  QStringLiteral("PG-13"));
         QCOMPARE(record[QStringLiteral("moviePoster")].toObject()[QStringLiteral("width")].toInt(), 200);
 
-        const Run missing = cli({QStringLiteral("identify"), QStringLiteral("--json"), QStringLiteral("Nothing.Here")});
+        const CliRunner::Run missing = cli({QStringLiteral("identify"), QStringLiteral("--json"), QStringLiteral("Nothing.Here")});
         QCOMPARE(missing.exitCode, 1);
         QCOMPARE(QJsonDocument::fromJson(missing.out).array().at(0).toObject()[QStringLiteral("moviePoster")]
                      .toObject()[QStringLiteral("resource")]
                      .toString(),
                  QStringLiteral("mnf"));
-        QVERIFY(!missing.err.contains(m_environment.value(QStringLiteral("KINOVELA_TMDB_API_KEY"), QStringLiteral("7c1e9a04"))
+        QVERIFY(!missing.err.contains(m_cli.environment().value(QStringLiteral("KINOVELA_TMDB_API_KEY"), QStringLiteral("7c1e9a04"))
                                           .toUtf8()));
 
-        const Run search = cli({QStringLiteral("search"), QStringLiteral("--json"), QStringLiteral("dark knight")});
+        const CliRunner::Run search = cli({QStringLiteral("search"), QStringLiteral("--json"), QStringLiteral("dark knight")});
         QCOMPARE(QJsonDocument::fromJson(search.out).array().size(), 2);
     }
 
@@ -108,7 +66,7 @@ private Q_SLOTS:
                                 copy(QStringLiteral("text.txt"), QStringLiteral("notes.txt")),
                                 copy(QStringLiteral("mpeg4-mp3.avi"), QStringLiteral("Heat.1995.avi")),
                                 copy(QStringLiteral("h264-aac.mp4"), QStringLiteral("Home.Video.mp4"))};
-        const Run run = cli(QStringList{QStringLiteral("import"), QStringLiteral("--preset"), QStringLiteral("4"),
+        const CliRunner::Run run = cli(QStringList{QStringLiteral("import"), QStringLiteral("--preset"), QStringLiteral("4"),
                                         QStringLiteral("--stagger"), QStringLiteral("0"), QStringLiteral("--json")}
                             + files);
         QCOMPARE(run.exitCode, 1); // the text file
@@ -135,7 +93,7 @@ private Q_SLOTS:
         QTemporaryDir destination;
         const QStringList files{copy(QStringLiteral("h264-ac3-srt.mkv"), QStringLiteral("The.Dark.Knight.2008.720p.mkv")),
                                 copy(QStringLiteral("mpeg4-mp3.avi"), QStringLiteral("Heat.1995.avi"))};
-        const Run run = cli(QStringList{QStringLiteral("create"), QStringLiteral("--dest"), destination.path(),
+        const CliRunner::Run run = cli(QStringList{QStringLiteral("create"), QStringLiteral("--dest"), destination.path(),
                                         QStringLiteral("--preset"), QStringLiteral("4"), QStringLiteral("--stagger"),
                                         QStringLiteral("0"), QStringLiteral("--json")}
                             + files);
@@ -166,7 +124,7 @@ private Q_SLOTS:
         QCOMPARE(codecs, (QStringList{QStringLiteral("h264"), QStringLiteral("ac3"), QStringLiteral("mov_text"),
                                       QStringLiteral("mjpeg")}));
         // Converted sources are gone, and only the two movies are in the destination.
-        QVERIFY(!QFile::exists(m_files.filePath(files.at(0))));
+        QVERIFY(!QFile::exists(m_cli.filePath(files.at(0))));
         QCOMPARE(QDir(destination.path()).entryList(QDir::Files).size(), 2);
     }
 };
