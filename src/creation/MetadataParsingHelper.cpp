@@ -1,6 +1,6 @@
 #include "creation/MetadataParsingHelper.h"
 
-#include <plist/plist++.h>
+#include <plist/plist.h>
 
 #include <QStringDecoder>
 
@@ -24,27 +24,32 @@ QString MetadataParsingHelper::getPLISTWithDict(const MovieItem &item)
         {ItemKey::movieProducers, "producers"},
         {ItemKey::movieScreenwriters, "screenwriters"},
     };
-    PList::Dictionary root;
+    // libplist's own nodes: each is owned by the container it is added to, and the root frees them all.
+    // (The C++ wrapper's copies of nested containers are not all freed.)
+    const std::unique_ptr<void, void (*)(plist_t)> root(plist_new_dict(), plist_free);
     for (const auto &[key, name] : lists) {
         if (!item.contains(key))
             continue;
-        PList::Array array;
+        plist_t array = plist_new_array();
         for (const QString &piece : item.value(key).toString().split(QLatin1Char('\n'))) {
-            PList::Dictionary entry;
-            entry.Set("name", PList::String(utf8(piece)));
-            // Append keeps a copy of its own: handing it a clone would leak the clone.
-            array.Append(&entry);
+            plist_t entry = plist_new_dict();
+            plist_dict_set_item(entry, "name", plist_new_string(utf8(piece).c_str()));
+            plist_array_append_item(array, entry);
         }
-        root.Set(name, array);
+        plist_dict_set_item(root.get(), name, array);
     }
-    if (item.contains(ItemKey::movieStudios))
-        root.Set("studio", PList::String(utf8(item.value(ItemKey::movieStudios).toString().split(QLatin1Char('\n')).join(
-                               QStringLiteral(", ")))));
+    if (item.contains(ItemKey::movieStudios)) {
+        const QString studios = item.value(ItemKey::movieStudios).toString().split(QLatin1Char('\n')).join(QStringLiteral(", "));
+        plist_dict_set_item(root.get(), "studio", plist_new_string(utf8(studios).c_str()));
+    }
 
-    const std::string xml = root.ToXml();
+    char *xml = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(root.get(), &xml, &length);
+    const std::unique_ptr<char, void (*)(char *)> owned(xml, plist_to_xml_free);
     QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder.decode(QByteArrayView(xml.data(), qsizetype(xml.size())));
-    if (decoder.hasError())
+    const QString text = decoder.decode(QByteArrayView(xml, qsizetype(length)));
+    if (!xml || decoder.hasError())
         return QStringLiteral("Data could not be printed");
     return text;
 }
