@@ -26,6 +26,7 @@ QJsonObject resultJson(const CreationResult &result)
                        {QStringLiteral("movieTitle"), result.movieTitle}};
     if (!result.succeeded())
         object.insert(QStringLiteral("reason"), result.reason());
+    object.insert(QStringLiteral("sourceFate"), result.sourceFate);
     return object;
 }
 
@@ -42,7 +43,7 @@ void printResults(const QList<MovieItem> &items, const QList<CreationResult> &re
     for (const CreationResult &result : results)
         out << (result.succeeded() ? "created  " : "FAILED   ") << result.action << "  " << result.source << " -> "
             << result.outputPath << (result.succeeded() ? QString() : QStringLiteral("  (") + result.reason() + QLatin1Char(')'))
-            << "\n";
+            << "\n         the source: " << result.sourceFate << "\n";
     if (CreationBatch::allSucceeded(results))
         out << "Movies Created Sucessfully!\n";
 }
@@ -64,7 +65,7 @@ QList<CreationResult> saveAndWait(AppCore &core, const QString &destination)
 
 int create(const QStringList &arguments)
 {
-    const CliSupport::Arguments parsed = CliSupport::parse(arguments, {QStringLiteral("--json")},
+    const CliSupport::Arguments parsed = CliSupport::parse(arguments, {QStringLiteral("--json"), QStringLiteral("--delete-sources")},
                                                            ImportRun::valueOptions() << QStringLiteral("--dest"));
     if (!parsed.error.isEmpty())
         return usageError(parsed.error);
@@ -81,6 +82,8 @@ int create(const QStringList &arguments)
         return usageError(error);
 
     AppCore core;
+    if (parsed.has(QStringLiteral("--delete-sources")))
+        core.setRunDeletesSources(true);
     const QStringList rejected = ImportRun::run(core, parsed.positional, stagger);
     const QList<MovieItem> items = core.list()->items();
     const QList<CreationResult> results = saveAndWait(core, QDir::cleanPath(destination));
