@@ -9,6 +9,12 @@
 #include "base/SearchLanguage.h"
 #include "base/UserSettings.h"
 
+#include <QSettings>
+
+namespace {
+const QString DeleteSourcesKey = QStringLiteral("deleteSourcesOutright");
+} // namespace
+
 AppCore::AppCore(QObject *parent)
     : QObject(parent)
     , m_list(new MovieListModel(this))
@@ -89,7 +95,32 @@ void AppCore::importFiles(const QList<QUrl> &urls)
 
 void AppCore::save(const QString &destinationFolder)
 {
-    m_batch->creationTaskWithDestinationFolder(destinationFolder, m_list->items(), m_conversionOption);
+    save(destinationFolder, ClashPolicy::Fail);
+}
+
+void AppCore::save(const QString &destinationFolder, ClashPolicy clashes)
+{
+    SaveOptions options;
+    options.clashes = clashes;
+    options.deleteSources = deletesSources();
+    m_batch->creationTaskWithDestinationFolder(destinationFolder, m_list->items(), m_conversionOption, options);
+}
+
+QList<PlannedItem> AppCore::checkSave(const QString &destinationFolder) const
+{
+    return SavePlan::check(m_list->items(), destinationFolder, m_conversionOption);
+}
+
+bool AppCore::deletesSources() const
+{
+    if (m_runDeletesSources)
+        return *m_runDeletesSources;
+    return QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).value(DeleteSourcesKey, false).toBool();
+}
+
+void AppCore::setDeletesSources(bool outright)
+{
+    QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).setValue(DeleteSourcesKey, outright);
 }
 
 void AppCore::cancelSave()

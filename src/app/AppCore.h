@@ -10,6 +10,8 @@
 #include <QUrl>
 #include <QVariantMap>
 
+#include <optional>
+
 class CreationBatch;
 class ImportPipeline;
 class MovieListModel;
@@ -57,7 +59,7 @@ public:
     /** Stores the selected language (when there is one) and the live preset. */
     void saveSettings();
 
-    /** Empties the subtitles folder and imports the files (replacing the list). */
+    /** Removes the subtitles Kinovela saved earlier and imports the files (replacing the list). */
     void importFiles(const QList<QUrl> &urls);
 
     /**
@@ -66,6 +68,19 @@ public:
      * for an empty list. Does nothing while a Save runs.
      */
     void save(const QString &destinationFolder);
+    /** Save with an explicit clash policy (the choice the window offers after checkSave()). */
+    void save(const QString &destinationFolder, ClashPolicy clashes);
+    /**
+     * The check Save makes before any work, for the window to show first: one
+     * entry per listed item, in list order (see SavePlan::check). Writes nothing.
+     */
+    QList<PlannedItem> checkSave(const QString &destinationFolder) const;
+
+    /** Converted sources are deleted outright instead of moved to the Trash (stored setting "deleteSourcesOutright"). */
+    bool deletesSources() const;
+    void setDeletesSources(bool outright);
+    /** For this run only, never stored (kinovela-cli create --delete-sources). */
+    void setRunDeletesSources(bool outright) { m_runDeletesSources = outright; }
     /** Stops the running Save after the current step; the items not reached are reported as cancelled. */
     void cancelSave();
     bool isSaving() const;
@@ -85,4 +100,5 @@ private:
     int m_selectedLanguage = -1;
     Preset m_conversionOption = Presets::Default;
     QString m_languageListPath;
+    std::optional<bool> m_runDeletesSources;
 };

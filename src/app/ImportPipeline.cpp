@@ -3,13 +3,13 @@
 #include "app/MovieListModel.h"
 #include "app/MovieLookup.h"
 #include "base/Progress.h"
-#include "base/ServiceConfig.h"
 #include "base/UserSettings.h"
 #include "media/FileProbe.h"
 #include "media/MovieItemFacts.h"
+#include "subtitles/SubtitlesFolder.h"
 
-#include <QDir>
 #include <QFutureWatcher>
+#include <QItemSelectionModel>
 #include <QPointer>
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
@@ -22,6 +22,11 @@ ImportPipeline::ImportPipeline(MovieListModel *list, Progress *progress, QObject
     , m_list(list)
     , m_progress(progress)
 {
+    // A selection the import did not make is the user's: nothing the import does afterwards moves it.
+    connect(m_list->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+        if (!m_selecting)
+            m_userSelected = true;
+    });
 }
 
 ImportPipeline::~ImportPipeline() = default;
@@ -45,9 +50,8 @@ Preset ImportPipeline::currentPreset() const
 
 void ImportPipeline::resetSubtitlesFolder()
 {
-    const QString folder = ServiceConfig::subtitlesFolder();
-    QDir(folder).removeRecursively();
-    QDir().mkdir(folder);
+    SubtitlesFolder::removeOwnFiles();
+    (void)SubtitlesFolder::prepare();
 }
 
 void ImportPipeline::importFiles(const QList<QUrl> &urls)
@@ -69,7 +73,10 @@ void ImportPipeline::gatherInfoToDisplayWithURLs(const QList<QUrl> &urls)
 
     m_progress->setValue(0);
     m_progress->begin(false);
+    m_selecting = true;
     m_list->clear();
+    m_selecting = false;
+    m_userSelected = false;
     m_progress->setTitle(QStringLiteral("Gathering Info..."));
 
     const int count = int(urls.size());
@@ -152,14 +159,20 @@ void ImportPipeline::finishFile(quint64 generation, int index, int count, const 
 {
     if (generation != m_generation)
         return;
+    Q_UNUSED(index);
+    Q_UNUSED(count);
+    m_selecting = true;
     if (item) {
         m_list->append(*item);
         m_list->arrange();
     }
-    if (index + 1 == count) {
-        m_progress->end();
+    // The progress ends when every file is done, whatever order they finish in.
+    const bool last = --m_outstanding == 0;
+    if (last && !m_userSelected)
         m_list->selectLastRow();
-    }
-    if (--m_outstanding == 0)
+    m_selecting = false;
+    if (last) {
+        m_progress->end();
         Q_EMIT finished();
+    }
 }

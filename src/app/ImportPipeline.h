@@ -19,7 +19,9 @@ class Progress;
  * file facts, completed by the online stages (movie lookup and, with
  * preset 4, the subtitle fetch), appended and the list arranged by
  * "serialNumber". Progress is reported through the Progress object;
- * the progress phase ends when the file with the last index is done.
+ * the progress phase ends when every file is done. The list's selection
+ * goes to the last row at the end unless the user selected a row meanwhile:
+ * a late completion never moves the user's selection.
  * finished() follows when every file has been listed or rejected.
  *
  * Probes run on a worker thread and every web request is asynchronous, so
@@ -41,14 +43,14 @@ public:
     /** Where the live preset is read from, at the moment each lookup completes. */
     void setPresetSource(std::function<Preset()> source);
 
-    /** Empties and re-creates the subtitles folder, then gathers the files. */
+    /** Removes the subtitles Kinovela saved earlier (nothing of the user's), then gathers the files. */
     void importFiles(const QList<QUrl> &urls);
     /** Gathers the files without touching the subtitles folder. An empty list does nothing. */
     void gatherInfoToDisplayWithURLs(const QList<QUrl> &urls);
 
     bool isRunning() const { return m_outstanding > 0; }
 
-    /** Empties the subtitles folder and creates it again; failures are ignored. */
+    /** Removes the files Kinovela saved in the subtitles folder and makes the folder when missing; failures are ignored. */
     static void resetSubtitlesFolder();
 
 Q_SIGNALS:
@@ -68,5 +70,7 @@ private:
     double m_stagger = 0.5;
     std::function<Preset()> m_presetSource;
     int m_outstanding = 0;
+    bool m_selecting = false;    ///< the import itself is changing the selection
+    bool m_userSelected = false; ///< the user selected a row during this import
     quint64 m_generation = 0;
 };

@@ -20,7 +20,9 @@ void MovieListModel::append(const MovieItem &item)
     beginInsertRows(QModelIndex(), row, row);
     m_items.append(item);
     endInsertRows();
-    selectLastRow();
+    // Only the first item takes the selection: a late append never moves what the user selected.
+    if (selectedRow() < 0)
+        selectRow(row);
 }
 
 void MovieListModel::arrange()

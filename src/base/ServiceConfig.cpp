@@ -82,7 +82,11 @@ int httpTimeoutMs()
 
 QString subtitlesFolder()
 {
-    return QDir::homePath() + QStringLiteral("/Subtitles");
+    // Without a home there is no subtitles folder: never "/Subtitles".
+    const QString home = qEnvironmentVariable("HOME");
+    if (home.isEmpty() || !QDir::isAbsolutePath(home) || QDir::cleanPath(home) == QStringLiteral("/"))
+        return {};
+    return QDir::cleanPath(home) + QStringLiteral("/Subtitles");
 }
 
 } // namespace ServiceConfig

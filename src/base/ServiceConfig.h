@@ -27,7 +27,7 @@ QString openSubtitlesRestUrl(); // KINOVELA_OPENSUBTITLES_REST_URL, the REST API
 /** Total time a web request may take, in milliseconds (KINOVELA_HTTP_TIMEOUT_MS, default 30000). */
 int httpTimeoutMs();
 
-/** The folder subtitles are saved in: $HOME/Subtitles. */
+/** The folder subtitles are saved in: $HOME/Subtitles; empty when there is no HOME. */
 QString subtitlesFolder();
 
 /** The value of an environment variable, or `fallback` when unset or empty. */

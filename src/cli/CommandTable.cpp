@@ -49,6 +49,13 @@ Option destination()
             true};
 }
 
+Option deleteSources()
+{
+    return {{text("--delete-sources")},
+            QString(),
+            text("Delete the sources of converted movies outright instead of moving them to the Trash.")};
+}
+
 // Commands that read files or services and change nothing.
 QList<Command> lookingCommands()
 {
@@ -109,10 +116,10 @@ QList<Command> makeCommands()
                       "preset 4, its subtitle. Standard error shows one line per movie. ")
                      + convertedSourceFate()
                      + text(" Exit status 1 when a file was skipped or a movie was not created."),
-                 {destination(), preset(), language(), stagger(), json()},
+                 {destination(), preset(), language(), stagger(), deleteSources(), json()},
                  text("an object with \"items\" (the movie list, as import prints it) and \"results\": one object per "
                       "item with source, action (tag, move or convert), outputPath, outcome (created or failed), "
-                      "movieTitle, and reason when it failed."),
+                      "movieTitle, sourceFate (where the source went), and reason when it failed."),
                  true, text("kinovela-cli create --dest ~/Movies --preset 3 Alien.1979.mp4 Heat.1995.avi"),
                  text("Converts both files into ~/Movies as \"Alien.mp4\" and \"Heat.mp4\". With --preset 1, "
                       "Alien.1979.mp4 would be tagged where it lies instead.")});
@@ -150,8 +157,9 @@ QString about()
 
 QString convertedSourceFate()
 {
-    return text("A converted source is removed only after the new movie is flushed to the disk and has its final name; "
-                "a movie is never written over, and when anything fails the source is kept as it was.");
+    return text("A converted source goes to the Trash (or, with --delete-sources, is deleted) only after the new movie "
+                "is checked against it, flushed to the disk and has its final name; a movie is never written over, a name "
+                "that is taken fails that movie before any work, and when anything fails the source is kept as it was.");
 }
 
 const QList<Command> &commands()

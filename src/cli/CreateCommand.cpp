@@ -26,6 +26,7 @@ QJsonObject resultJson(const CreationResult &result)
                        {QStringLiteral("movieTitle"), result.movieTitle}};
     if (!result.succeeded())
         object.insert(QStringLiteral("reason"), result.reason());
+    object.insert(QStringLiteral("sourceFate"), result.sourceFate);
     return object;
 }
 
@@ -46,6 +47,8 @@ void reportResults(const QList<CreationResult> &results)
         QString line = verbs.value(result.action, result.action).leftJustified(10) + QLatin1Char(' ') + source;
         if (result.outputPath != result.source)
             line += QStringLiteral(" -> ") + CliSupport::displayPath(result.outputPath);
+        if (!result.sourceFate.isEmpty() && result.outputPath != result.source)
+            line += QStringLiteral(" (the source: ") + result.sourceFate + QLatin1Char(')');
         Diagnostics::result(line);
     }
     if (CreationBatch::allSucceeded(results))
@@ -93,6 +96,8 @@ int create(const QStringList &arguments)
         return usageError(error);
 
     AppCore core;
+    if (parsed.has(QStringLiteral("--delete-sources")))
+        core.setRunDeletesSources(true);
     const QStringList rejected = ImportRun::run(core, parsed.positional, stagger);
     const QList<MovieItem> items = core.list()->items();
     const QList<CreationResult> results = saveAndWait(core, QDir::cleanPath(destination));

@@ -83,6 +83,19 @@ int run(const QString &command, const QStringList &arguments)
 
 } // namespace
 
+namespace {
+
+// Qt's own warnings are diagnostic lines like ours: shown with --verbose, kept with --log, never in a quiet run.
+void qtMessage(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    if (type == QtFatalMsg)
+        Diagnostics::error(message);
+    else
+        Diagnostics::write(message);
+}
+
+} // namespace
+
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
@@ -90,6 +103,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("Kinovela"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KINOVELA_VERSION));
     Diagnostics::setSink(Diagnostics::Sink::StandardError);
+    qInstallMessageHandler(qtMessage);
 
     QStringList arguments = QCoreApplication::arguments().mid(1);
     if (arguments.size() == 2 && arguments.constFirst() == QLatin1String("--write-docs"))

@@ -1,5 +1,7 @@
 #include "creation/ConverterArguments.h"
 
+#include "creation/FileNames.h"
+
 #include <QFileInfo>
 #include <QUuid>
 
@@ -41,15 +43,18 @@ CreationAction creationActionForItem(const MovieItem &item, Preset preset)
 
 QString finalMoviePath(const MovieItem &item, const QString &destinationFolder)
 {
-    QString title = item.value(ItemKey::movieTitle).toString();
-    title.replace(QLatin1Char('/'), QLatin1Char(':'));
-    return destinationFolder + QLatin1Char('/') + title + QStringLiteral(".mp4");
+    return destinationFolder + QLatin1Char('/')
+        + FileNames::movieFileName(item, FileNames::rulesFor(destinationFolder));
 }
 
-QString temporaryMoviePath(const QString &destinationFolder)
+QString temporaryMoviePath(const QString &finalPath)
 {
-    return destinationFolder + QLatin1Char('/') + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper()
-        + QStringLiteral(".mp4");
+    // Named after the movie, so that a file left by a crash says what it is.
+    const QFileInfo final(finalPath);
+    const QString suffix = QStringLiteral(" (unfinished %1).mp4")
+                               .arg(QUuid::createUuid().toString(QUuid::WithoutBraces).left(8).toUpper());
+    const QString base = FileNames::cutToBytes(final.completeBaseName(), FileNames::MaxNameBytes - suffix.toUtf8().size());
+    return final.path() + QLatin1Char('/') + base + suffix;
 }
 
 QStringList converterArgumentsForItem(const MovieItem &item, const QString &temporaryPath, const QString &subtitleLanguage)

@@ -14,10 +14,10 @@ namespace ConverterArguments {
 
 /** Tag in place or tag and move an identified MP4 (presets 1 and 2); convert everything else. */
 CreationAction creationActionForItem(const MovieItem &item, Preset preset);
-/** destination + "/" + the title with "/" turned into ":" + ".mp4". */
+/** destination + "/" + the movie's safe file name (see FileNames::movieFileName). */
 QString finalMoviePath(const MovieItem &item, const QString &destinationFolder);
-/** destination + "/" + a new upper-case UUID + ".mp4". */
-QString temporaryMoviePath(const QString &destinationFolder);
+/** Beside @p finalPath: "<title> (unfinished XXXXXXXX).mp4", fitting the name limit. */
+QString temporaryMoviePath(const QString &finalPath);
 /** The converter's arguments (without the program): inputs, stream mapping, subtitle, output. */
 QStringList converterArgumentsForItem(const MovieItem &item, const QString &temporaryPath, const QString &subtitleLanguage);
 

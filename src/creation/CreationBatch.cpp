@@ -7,13 +7,13 @@
 #include "creation/ConverterRunner.h"
 #include "creation/FileMove.h"
 #include "creation/Mp4TagSpace.h"
-#include "creation/TagWriter.h"
 #include "creation/WriteBehind.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTimer>
+#include <QtConcurrent/QtConcurrentRun>
 
 namespace {
 
@@ -30,21 +30,6 @@ QString describe(const QVariant &value)
     return QLatin1Char('[') + parts.join(QStringLiteral(", ")) + QLatin1Char(']');
 }
 
-/**
- * The converted file is complete: its atoms add up to the file, the movie
- * header is there (the converter writes it last) and it holds the kinds of
- * tracks that were mapped.
- */
-bool looksComplete(const QString &path, const QStringList &arguments)
-{
-    const QList<QByteArray> kinds = Mp4TagSpace::trackKinds(path);
-    if (kinds.isEmpty())
-        return false;
-    if (arguments.contains(QStringLiteral("-c:v")) && !kinds.contains(Mp4Atom::VideoHandler))
-        return false;
-    return !arguments.contains(QStringLiteral("-c:a")) || kinds.contains(Mp4Atom::SoundHandler);
-}
-
 } // namespace
 
 CreationBatch::CreationBatch(Progress *progress, QObject *parent)
@@ -54,9 +39,14 @@ CreationBatch::CreationBatch(Progress *progress, QObject *parent)
     , m_writeBehind(new WriteBehind(this))
 {
     connect(m_runner, &ConverterRunner::progressChanged, m_progress, &Progress::setValue);
+    connect(&m_fileWork, &QFutureWatcher<CreationResult>::finished, this, [this] { finishItem(m_fileWork.result()); });
 }
 
-CreationBatch::~CreationBatch() = default;
+CreationBatch::~CreationBatch()
+{
+    // File work in flight finishes: a tagging or a move is never cut off in the middle.
+    m_fileWork.waitForFinished();
+}
 
 bool CreationBatch::allSucceeded(const QList<CreationResult> &results)
 {
@@ -68,7 +58,7 @@ bool CreationBatch::allSucceeded(const QList<CreationResult> &results)
 }
 
 void CreationBatch::creationTaskWithDestinationFolder(const QString &destinationFolder, const QList<MovieItem> &items,
-                                                      Preset preset)
+                                                      Preset preset, const SaveOptions &options)
 {
     if (m_running)
         return;
@@ -79,6 +69,8 @@ void CreationBatch::creationTaskWithDestinationFolder(const QString &destination
         m_destination.chop(1);
     m_items = items;
     m_option = preset;
+    m_options = options;
+    m_plan = SavePlan::check(m_items, m_destination, preset, options.clashes);
     m_index = 0;
     m_results.clear();
 
@@ -103,45 +95,38 @@ void CreationBatch::processNext()
         return;
     }
     const MovieItem item = m_items.at(m_index);
+    const PlannedItem planned = m_plan.at(m_index);
     CreationResult result;
     result.source = item.value(ItemKey::filePath).toString();
     result.movieTitle = item.value(ItemKey::movieTitle).toString();
+    result.action = ConverterArguments::actionName(planned.action);
+    result.sourceFate = QStringLiteral("kept where it was");
     Diagnostics::write(QStringLiteral("Creating movie from ") + result.source);
 
     const QString missing = ConverterArguments::missingKey(item);
-    if (!missing.isEmpty()) {
+    if (!missing.isEmpty())
         result.status = failure(ErrorKind::Invalid, QStringLiteral("the item has no \"%1\"").arg(missing));
+    else if (planned.skipped)
+        result.status = failure(ErrorKind::Cancelled, QStringLiteral("skipped: ") + planned.problemText);
+    else if (planned.problem != SaveProblem::None && !(planned.clashes() && m_options.clashes == ClashPolicy::Rename))
+        result.status = failure(planned.clashes() ? ErrorKind::Exists : ErrorKind::Failed, planned.problemText);
+    if (!result.status) {
         finishItem(result);
         return;
     }
-    const QString finalPath = ConverterArguments::finalMoviePath(item, m_destination);
-    m_progress->setTitle(QStringLiteral("Creating Movie : ") + result.movieTitle);
-    const CreationAction action = ConverterArguments::creationActionForItem(item, m_option);
-    result.action = ConverterArguments::actionName(action);
-
-    if (action == CreationAction::Convert) {
-        result.outputPath = finalPath;
+    const QString shownTitle = result.movieTitle.isEmpty() ? QFileInfo(planned.finalPath).completeBaseName() : result.movieTitle;
+    m_progress->setTitle(QStringLiteral("Creating Movie : ") + shownTitle);
+    if (planned.action == CreationAction::Convert) {
+        result.outputPath = planned.finalPath;
         convert(item, result);
         return;
     }
+    runFileWork([item, planned, result] { return ItemWork::tagAndMove(item, planned, result); });
+}
 
-    result.status = TagWriter::writeTagsWithFileAtPath(result.source, item);
-    if (!result.status || action == CreationAction::TagInPlace) {
-        if (result.status)
-            result.outputPath = result.source;
-        finishItem(result);
-        return;
-    }
-    const Status moved = FileMove::moveFile(result.source, finalPath);
-    if (!moved) {
-        Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + moved.errorText());
-        result.outputPath = result.source;
-        result.status = failure(moved.errorKind(), QStringLiteral("tagged where it lies; could not move it: ") + moved.errorText());
-        finishItem(result);
-        return;
-    }
-    result.outputPath = finalPath;
-    finishItem(result);
+void CreationBatch::runFileWork(std::function<CreationResult()> work)
+{
+    m_fileWork.setFuture(QtConcurrent::run(std::move(work)));
 }
 
 void CreationBatch::convert(const MovieItem &item, CreationResult result)
@@ -156,7 +141,7 @@ void CreationBatch::convert(const MovieItem &item, CreationResult result)
         finishItem(result);
         return;
     }
-    const QString temporaryPath = ConverterArguments::temporaryMoviePath(m_destination);
+    const QString temporaryPath = ConverterArguments::temporaryMoviePath(result.outputPath);
     const double duration = item.value(ItemKey::duration).toDouble();
     Diagnostics::write(describe(item.value(ItemKey::tracksInfo)));
     const QStringList arguments = ConverterArguments::converterArgumentsForItem(item, temporaryPath, SearchLanguage::current().alpha3bOrEnglish());
@@ -167,18 +152,14 @@ void CreationBatch::convert(const MovieItem &item, CreationResult result)
                           [this, connection, item, result, temporaryPath, arguments](const Status &status) {
                               disconnect(*connection);
                               m_writeBehind->stop();
-                              if (status && !looksComplete(temporaryPath, arguments))
-                                  converted(item, result, temporaryPath,
-                                            failure(ErrorKind::Invalid, QStringLiteral("the converter left no readable movie")));
-                              else
-                                  converted(item, result, temporaryPath, status);
+                              converted(item, result, temporaryPath, arguments, status);
                           });
     m_writeBehind->start(temporaryPath);
     m_runner->terminalProcessWithTerminalArgs(arguments, duration, m_index, int(m_items.size()));
 }
 
 void CreationBatch::converted(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                              const Status &status)
+                              const QStringList &arguments, const Status &status)
 {
     if (!status) {
         QFile::remove(temporaryPath);
@@ -188,29 +169,10 @@ void CreationBatch::converted(const MovieItem &item, CreationResult result, cons
         finishItem(result);
         return;
     }
-    // A scratch file: it is thrown away on any failure, so it is flushed once, whole, before the source goes.
-    result.status = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
-    if (result.status && !FileMove::syncFile(temporaryPath))
-        result.status = failure(ErrorKind::Io, QStringLiteral("the converted movie could not be flushed to the disk"));
-    if (!result.status) {
-        QFile::remove(temporaryPath);
-        finishItem(result);
-        return;
-    }
-    if (const Status moved = FileMove::moveFile(temporaryPath, result.outputPath); !moved) {
-        Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + moved.errorText());
-        result.status = failure(moved.errorKind(), QStringLiteral("the converted movie is kept as %1 (the source is kept): %2")
-                                                       .arg(temporaryPath, moved.errorText()));
-        result.outputPath = temporaryPath;
-        finishItem(result);
-        return;
-    }
-    QFile source(result.source);
-    if (!source.remove())
-        Diagnostics::write(QStringLiteral("Something went wrong while deleing old file: ") + source.errorString());
-    else
-        (void)FileMove::syncFolder(QFileInfo(result.source).absolutePath());
-    finishItem(result);
+    const bool deleteSource = m_options.deleteSources;
+    runFileWork([item, result, temporaryPath, arguments, deleteSource] {
+        return ItemWork::finishConversion(item, result, temporaryPath, arguments, deleteSource);
+    });
 }
 
 void CreationBatch::finishItem(const CreationResult &result)
@@ -228,6 +190,7 @@ void CreationBatch::finishBatch()
             skipped.source = m_items.at(i).value(ItemKey::filePath).toString();
             skipped.movieTitle = m_items.at(i).value(ItemKey::movieTitle).toString();
             skipped.status = failure(ErrorKind::Cancelled, QStringLiteral("cancelled"));
+            skipped.sourceFate = QStringLiteral("kept where it was");
             m_results.append(skipped);
         }
     }

@@ -2,6 +2,8 @@
 
 #include "creation/Mp4Atoms.h"
 
+#include <QtEndian>
+
 using Mp4Atom::Header;
 
 namespace {
@@ -160,6 +162,29 @@ QList<QByteArray> trackKinds(const QByteArray &moov)
         kinds.append(moov.mid(hdlr->bodyBegin() + 8, 4));
     }
     return kinds;
+}
+
+std::optional<double> duration(const QByteArray &moov)
+{
+    const auto children = headerChildren(moov);
+    const Header *mvhd = children ? Mp4Atom::find(*children, "mvhd") : nullptr;
+    if (!mvhd || mvhd->size < mvhd->headerSize + 4)
+        return std::nullopt;
+    const auto *body = reinterpret_cast<const uchar *>(moov.constData() + mvhd->bodyBegin());
+    const qint64 length = mvhd->size - mvhd->headerSize;
+    // version 0: times and time scale in 32 bits; version 1: times in 64 bits
+    quint32 timeScale = 0;
+    quint64 units = 0;
+    if (body[0] == 0 && length >= 20) {
+        timeScale = qFromBigEndian<quint32>(body + 12);
+        units = qFromBigEndian<quint32>(body + 16);
+    } else if (body[0] == 1 && length >= 32) {
+        timeScale = qFromBigEndian<quint32>(body + 20);
+        units = qFromBigEndian<quint64>(body + 24);
+    }
+    if (timeScale == 0)
+        return std::nullopt;
+    return double(units) / double(timeScale);
 }
 
 } // namespace Mp4Header

@@ -44,11 +44,14 @@ std::optional<QByteArray> readMovieHeader(QIODevice &file, const Layout &layout)
 // The new tags replace the old ones: they may use the old list's bytes and the padding beside it.
 bool tagsFit(const Mp4TagSpace::TagSpaceFacts &facts)
 {
+    if (facts.fitsInPlace)
+        return *facts.fitsInPlace;
     return facts.roomForTags && qBound<qint64>(0, facts.tagBytes, MaxPadding) + 8 <= *facts.roomForTags;
 }
 
 /** Reads the header and the disk's free space into @p facts; returns the header copy when one is needed. */
-QByteArray gatherHeaderFacts(QFile &file, const QString &path, Mp4TagSpace::TagSpaceFacts &facts)
+QByteArray gatherHeaderFacts(QFile &file, const QString &path, Mp4TagSpace::TagSpaceFacts &facts,
+                             const Mp4TagSpace::TagRenderer &render)
 {
     if (movieAtom(facts.layout).size > MaxHeaderBytes) {
         facts.headerCopySize = failure(ErrorKind::Failed, QStringLiteral("the movie header is too large to move"));
@@ -61,6 +64,16 @@ QByteArray gatherHeaderFacts(QFile &file, const QString &path, Mp4TagSpace::TagS
     }
     if (const auto room = Mp4Header::tagRoom(*moov))
         facts.roomForTags = room->tagList + room->padding;
+    if (render) {
+        const Outcome<Mp4TagSpace::FinalTags> final = render(*moov);
+        if (!final) {
+            facts.headerCopySize = final.error();
+            facts.fitsInPlace = false;
+            return {};
+        }
+        facts.fitsInPlace = final->fitsInPlace;
+        facts.tagBytes = qMax(facts.tagBytes, final->tagListBytes);
+    }
     if (tagsFit(facts))
         return {};
     const Outcome<QByteArray> copy = Mp4Header::copyWithRoom(*moov, Mp4TagSpace::paddingFor(facts.tagBytes));
@@ -183,6 +196,18 @@ QList<QByteArray> trackKinds(const QString &path)
     return moov ? Mp4Header::trackKinds(*moov) : QList<QByteArray>();
 }
 
+std::optional<double> movieDuration(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const Outcome<Layout> layout = readLayout(file);
+    if (!layout || layout->indexOf(Mp4Atom::MediaData) < 0)
+        return std::nullopt;
+    const std::optional<QByteArray> moov = readMovieHeader(file, *layout);
+    return moov ? Mp4Header::duration(*moov) : std::nullopt;
+}
+
 bool headerMayStay(const Layout &layout, Durability durability)
 {
     // A header after the media data grows at the end of the file without moving anything, but
@@ -223,7 +248,10 @@ Outcome<QList<Step>> plan(const TagSpaceFacts &facts)
     return steps;
 }
 
-Outcome<TagSpaceReport> prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps, Durability durability)
+namespace {
+
+Outcome<TagSpaceReport> prepare(const QString &path, qint64 metadataBytes, const TagRenderer &render, int maxSteps,
+                                Durability durability)
 {
     auto refuse = [&path](const Error &error) { return failure(error.kind, error.text + QStringLiteral(": ") + path); };
     QFile file(path);
@@ -238,7 +266,7 @@ Outcome<TagSpaceReport> prepareForTags(const QString &path, qint64 metadataBytes
     facts.layout = *layout;
     facts.durability = durability;
     facts.tagBytes = metadataBytes;
-    const QByteArray copy = headerMayStay(*layout, durability) ? QByteArray() : gatherHeaderFacts(file, path, facts);
+    const QByteArray copy = headerMayStay(*layout, durability) ? QByteArray() : gatherHeaderFacts(file, path, facts, render);
     const Outcome<QList<Step>> steps = plan(facts);
     if (!steps)
         return refuse(steps.error());
@@ -253,6 +281,19 @@ Outcome<TagSpaceReport> prepareForTags(const QString &path, qint64 metadataBytes
         report.relocated = step == Step::RetireOldHeader;
     }
     return report;
+}
+
+} // namespace
+
+Outcome<TagSpaceReport> prepareForTags(const QString &path, qint64 metadataBytes, int maxSteps, Durability durability)
+{
+    return prepare(path, metadataBytes, {}, maxSteps, durability);
+}
+
+Outcome<TagSpaceReport> prepareForFinalTags(const QString &path, const TagRenderer &render, int maxSteps,
+                                            Durability durability)
+{
+    return prepare(path, 0, render, maxSteps, durability);
 }
 
 } // namespace Mp4TagSpace

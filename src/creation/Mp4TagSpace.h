@@ -8,6 +8,7 @@
 #include <QString>
 #include <QtGlobal>
 
+#include <functional>
 #include <optional>
 
 class QIODevice;
@@ -64,6 +65,12 @@ struct TagSpaceFacts
     Layout layout;
     Durability durability = Durability::Synced;
     qint64 tagBytes = 0;
+    /**
+     * Whether the final tag list (what the file holds merged with what is
+     * written) fits where the tag library would write it without changing
+     * any size; when not known, the tags are taken to replace the old list.
+     */
+    std::optional<bool> fitsInPlace;
     /** The header's tag list plus the padding beside it; nothing when it has no tag list. */
     std::optional<qint64> roomForTags;
     /** The size of the header copy with room for the tags, or why none can be made. */
@@ -77,6 +84,16 @@ struct TagSpaceFacts
  * list), each with room for its atom headers.
  */
 qint64 tagBytesFor(const MovieItem &item, const QString &extraText = QString());
+
+/** The final tag list, rendered in memory from a copy of the movie header. */
+struct FinalTags
+{
+    qint64 tagListBytes = 0; ///< the rendered tag list ("ilst") with its atom header
+    bool fitsInPlace = false; ///< the tag library would write it without changing the header's size
+};
+
+/** Renders the final tag list on a copy of a movie header ("moov", whole). */
+using TagRenderer = std::function<Outcome<FinalTags>(const QByteArray &movieHeader)>;
 
 /** Reads and checks the top-level atoms; nothing is written. */
 Outcome<Layout> readLayout(QIODevice &device);
@@ -113,10 +130,23 @@ Outcome<TagSpaceReport> prepareForTags(const QString &path, qint64 metadataBytes
                                        Durability durability = Durability::Synced);
 
 /**
+ * Like prepareForTags(), but the room is decided on the final tag list that
+ * @p render gives for the file's header: whenever that list does not fit
+ * where it is, the header moves to the end with room for it, so that the
+ * tag library never shifts the media data (a scratch file whose header
+ * already follows the media grows there, moving no media data either).
+ */
+Outcome<TagSpaceReport> prepareForFinalTags(const QString &path, const TagRenderer &render, int maxSteps = -1,
+                                            Durability durability = Durability::Synced);
+
+/**
  * The handler types ("vide", "soun", "text"...) of the tracks in a complete
  * MP4 file, in order; empty when the file's atoms do not add up or it has no
  * movie header or no media data.
  */
 QList<QByteArray> trackKinds(const QString &path);
+
+/** The duration its header gives a complete MP4 file, in seconds; nothing when it is not complete. */
+std::optional<double> movieDuration(const QString &path);
 
 } // namespace Mp4TagSpace

@@ -3,10 +3,12 @@
 #include "base/ItemImage.h"
 #include "creation/FileMove.h"
 #include "creation/MetadataParsingHelper.h"
+#include "creation/Mp4Header.h"
 #include "creation/Mp4TagSpace.h"
 
 #include <QFile>
 
+#include <taglib/tbytevectorstream.h>
 #include <taglib/mp4coverart.h>
 #include <taglib/mp4file.h>
 #include <taglib/mp4item.h>
@@ -55,13 +57,14 @@ std::optional<qint64> integerOf(const MovieItem &item, const QString &key)
     return value;
 }
 
-Status writeItems(const QString &path, const MovieItem &item, const QString &plist)
+bool isOwnPicture(const ItemImage &image)
 {
-    TagLib::MP4::File file(QFile::encodeName(path).constData(), false);
-    if (!file.isValid() || !file.tag())
-        return failure(ErrorKind::Invalid, QStringLiteral("not an MP4 file the tag library can open: ") + path);
-    TagLib::MP4::Tag *tag = file.tag();
+    return !image.resourceName().isEmpty()
+        && QFile::exists(QStringLiteral(":/images/") + image.resourceName() + QStringLiteral(".png"));
+}
 
+void setItems(TagLib::MP4::Tag *tag, const MovieItem &item, const QString &plist)
+{
     setText(tag, TitleAtom, item, ItemKey::movieTitle);
     setText(tag, GenreAtom, item, ItemKey::movieGenre);
     setText(tag, TaglineAtom, item, ItemKey::movieTagline);
@@ -79,7 +82,8 @@ Status writeItems(const QString &path, const MovieItem &item, const QString &pli
     if (poster.canConvert<ItemImage>()) {
         const ItemImage image = poster.value<ItemImage>();
         const QByteArray format = image.format().toLower();
-        if (!image.isNull() && (format == "jpeg" || format == "jpg" || format == "png")) {
+        // The application's own pictures ("movie not found"...) are shown, never stored as cover art.
+        if (!image.isNull() && !isOwnPicture(image) && (format == "jpeg" || format == "jpg" || format == "png")) {
             const QByteArray &bytes = image.encoded();
             TagLib::MP4::CoverArtList covers;
             covers.append(TagLib::MP4::CoverArt(format == "png" ? TagLib::MP4::CoverArt::PNG : TagLib::MP4::CoverArt::JPEG,
@@ -99,10 +103,41 @@ Status writeItems(const QString &path, const MovieItem &item, const QString &pli
     if (contentId && *contentId >= 0 && *contentId <= std::numeric_limits<qint32>::max())
         tag->setItem(ContentIdAtom, TagLib::MP4::Item(static_cast<unsigned int>(*contentId)));
     tag->setItem(CastCrewAtom, TagLib::MP4::Item(TagLib::StringList(text(plist))));
+}
 
+Status writeItems(const QString &path, const MovieItem &item, const QString &plist)
+{
+    TagLib::MP4::File file(QFile::encodeName(path).constData(), false);
+    if (!file.isValid() || !file.tag())
+        return failure(ErrorKind::Invalid, QStringLiteral("not an MP4 file the tag library can open: ") + path);
+    setItems(file.tag(), item, plist);
     if (!file.save())
         return failure(ErrorKind::Io, QStringLiteral("the tags could not be written to ") + path);
     return {};
+}
+
+/**
+ * The tag library merges what it writes with every item the file already
+ * holds: render that merge on a copy of the header in memory to learn the
+ * final list's size and whether it fits where it is.
+ */
+Outcome<Mp4TagSpace::FinalTags> renderFinalTags(const QByteArray &moov, const MovieItem &item, const QString &plist)
+{
+    static const QByteArray fileType("\0\0\0\x18" "ftyp" "mp42" "\0\0\0\0" "mp42" "isom", 24);
+    const QByteArray bytes = fileType + moov;
+    TagLib::ByteVectorStream stream(TagLib::ByteVector(bytes.constData(), uint(bytes.size())));
+    TagLib::MP4::File file(&stream, false);
+    if (!file.isValid() || !file.tag())
+        return failure(ErrorKind::Invalid, QStringLiteral("the tag library cannot read the movie header"));
+    setItems(file.tag(), item, plist);
+    if (!file.save())
+        return failure(ErrorKind::Invalid, QStringLiteral("the tag library cannot write the movie header"));
+    const TagLib::ByteVector *after = stream.data();
+    const QByteArray header = QByteArray(after->data(), qsizetype(after->size())).mid(24);
+    const std::optional<Mp4Header::TagRoom> room = Mp4Header::tagRoom(header);
+    if (!room)
+        return failure(ErrorKind::Invalid, QStringLiteral("the tag library wrote no tag list"));
+    return Mp4TagSpace::FinalTags{room->tagList, qsizetype(after->size()) == bytes.size()};
 }
 
 // The tag library does not report a short write: open the file afresh and look for the last item written.
@@ -127,8 +162,9 @@ Status writeTagsWithFileAtPath(const QString &path, const MovieItem &item, Mp4Ta
     const QString plist = MetadataParsingHelper::getPLISTWithDict(item);
     if (!QFile::exists(path))
         return failure(ErrorKind::Missing, QStringLiteral("no file at ") + path);
-    // Growing tags must not shift the movie: make room at the end of the file first.
-    const auto room = Mp4TagSpace::prepareForTags(path, Mp4TagSpace::tagBytesFor(item, plist), -1, durability);
+    // Growing tags must not shift the movie: make room for the final list at the end of the file first.
+    const auto render = [&item, &plist](const QByteArray &moov) { return renderFinalTags(moov, item, plist); };
+    const auto room = Mp4TagSpace::prepareForFinalTags(path, render, -1, durability);
     if (!room)
         return room.error();
 

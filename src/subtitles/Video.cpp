@@ -3,10 +3,12 @@
 #include "base/ServiceConfig.h"
 #include "subtitles/FileHash.h"
 #include "subtitles/SubtitleProvider.h"
+#include "subtitles/SubtitlesFolder.h"
 
 #include <QFile>
 #include <QPointer>
 #include <QSaveFile>
+#include <QTimer>
 
 #include <memory>
 
@@ -76,13 +78,22 @@ void Video::save(const QByteArray &content, const QString &ext)
 {
     if (content.isEmpty())
         return;
+    if (SubtitlesFolder::prepare().isEmpty()) {
+        subStatus = SubtitleStauts::notSearched;
+        return;
+    }
     subtitle = Subtitle(path, safeExtension(ext));
+    // A file of the user's own with that name is never replaced.
+    subtitle->path = SubtitlesFolder::freePath(subtitle->path);
     QSaveFile file(subtitle->path);
+    bool saved = false;
     if (file.open(QIODevice::WriteOnly)) {
         file.write(content);
-        file.commit();
+        saved = file.commit();
     }
-    if (QFile::exists(subtitle->path)) {
+    if (saved)
+        SubtitlesFolder::recordSaved(subtitle->path);
+    if (saved && QFile::exists(subtitle->path)) {
         subStatus = SubtitleStauts::found;
         downloadedSubtitlePath = subtitle->path;
     }
@@ -97,6 +108,12 @@ void Video::searchAndDownloadSubtitle(QObject *context, Completion completion) c
         if (guard)
             completion(*video);
     };
+    if (SubtitlesFolder::prepare().isEmpty()) {
+        // No subtitles folder (no HOME): nothing is searched.
+        video->subStatus = SubtitleStauts::notSearched;
+        QTimer::singleShot(0, finish);
+        return;
+    }
     auto downloadAndSave = [video, provider, finish](const SubtitleChoice &choice) {
         provider->downloadSubtitle(choice.fileID, [video, finish, choice](const QByteArray &content) {
             video->save(content, choice.format);

@@ -4,6 +4,7 @@
 #include "base/Progress.h"
 #include "base/ServiceConfig.h"
 #include "base/UserSettings.h"
+#include "subtitles/SubtitlesFolder.h"
 #include "standin/StandinServer.h"
 #include "standin/StandinServices.h"
 #include "support/TestEnvironment.h"
@@ -147,8 +148,8 @@ private Q_SLOTS:
 
         QVERIFY(runImport(core, {movie(QStringLiteral("First.mp4")), movie(QStringLiteral("Second.mp4")),
                                  movie(QStringLiteral("Third.mp4"))}));
-        // The progress phase ends with the last index, before the others are listed.
-        QCOMPARE(listedWhenProgressEnded, 1);
+        // The progress phase ends when every file is done, whatever the order they finish in.
+        QCOMPARE(listedWhenProgressEnded, 3);
         QCOMPARE(serialNumbers(core.list()), (QList<qint64>{0, 1, 2}));
         QCOMPARE(log.begun, 1);
         QCOMPARE(log.cancellable, false);
@@ -161,7 +162,7 @@ private Q_SLOTS:
         QVERIFY(!log.values.contains(100.0));
     }
 
-    void aRejectedLastFileEndsTheProgressAtOnce()
+    void theProgressEndsWhenEveryFileIsDone()
     {
         EmptyMovieDatabase database;
         database.delayAnswersFor(QStringLiteral("Slow"), 2000);
@@ -170,13 +171,29 @@ private Q_SLOTS:
         QSignalSpy ended(core.progress(), &Progress::ended);
         QSignalSpy finished(core.importer(), &ImportPipeline::finished);
         core.importer()->setStagger(0);
+        // The last file is rejected at once; the progress still waits for the slow first one.
         core.importFiles({movie(QStringLiteral("Slow.mp4")),
                           QUrl::fromLocalFile(TestEnvironment::media(QStringLiteral("text.txt")))});
-        QVERIFY(ended.wait(10000));
-        QCOMPARE(core.list()->count(), 0);
-        QCOMPARE(finished.size(), 0);
-        QVERIFY(finished.wait(20000));
+        QVERIFY(ended.wait(20000));
         QCOMPARE(core.list()->count(), 1);
+        QCOMPARE(finished.size(), 1);
+    }
+
+    void lateCompletionsNeverMoveTheUsersSelection()
+    {
+        EmptyMovieDatabase database;
+        database.delayAnswersFor(QStringLiteral("Slow"), 2000);
+        AppCore core;
+        core.applicationDidFinishLaunching();
+        QSignalSpy finished(core.importer(), &ImportPipeline::finished);
+        core.importer()->setStagger(0);
+        core.importFiles({movie(QStringLiteral("Slow.mp4")), movie(QStringLiteral("Fast.mp4")), movie(QStringLiteral("Quick.mp4"))});
+        QTRY_COMPARE_WITH_TIMEOUT(core.list()->count(), 2, 20000);
+        const QString chosen = core.list()->itemAt(1).value(ItemKey::fileName).toString();
+        core.list()->selectRow(1);
+        QVERIFY(finished.wait(20000));
+        QCOMPARE(core.list()->count(), 3);
+        QCOMPARE(core.list()->selectedItem()->value(ItemKey::fileName).toString(), chosen);
     }
 
     void subtitlePresetSearchesEvenWhenTheMovieIsNotFound()
@@ -217,7 +234,7 @@ private Q_SLOTS:
         QCOMPARE(core.list()->itemAt(1).value(ItemKey::displaySubtitleBanner), QVariant(true));
     }
 
-    void aSecondImportEmptiesTheListAndTheSubtitlesFolder()
+    void aSecondImportEmptiesTheListAndRemovesOnlyKinovelasSubtitles()
     {
         EmptyMovieDatabase database;
         AppCore core;
@@ -227,16 +244,22 @@ private Q_SLOTS:
 
         const QString folder = ServiceConfig::subtitlesFolder();
         QVERIFY(QDir(folder).exists());
-        QFile leftover(folder + QStringLiteral("/One.srt"));
-        QVERIFY(leftover.open(QIODevice::WriteOnly));
-        leftover.close();
+        // One file the user put there, one Kinovela saved.
+        QFile users(folder + QStringLiteral("/One.srt"));
+        QVERIFY(users.open(QIODevice::WriteOnly));
+        users.close();
+        QFile own(folder + QStringLiteral("/Own.srt"));
+        QVERIFY(own.open(QIODevice::WriteOnly));
+        own.close();
+        SubtitlesFolder::recordSaved(own.fileName());
 
         QSignalSpy finished(core.importer(), &ImportPipeline::finished);
         core.importer()->setStagger(0);
         core.importFiles({movie(QStringLiteral("Three.mp4"))});
         // Both happen before anything else.
         QCOMPARE(core.list()->count(), 0);
-        QVERIFY(!QFile::exists(folder + QStringLiteral("/One.srt")));
+        QVERIFY(QFile::exists(folder + QStringLiteral("/One.srt")));
+        QVERIFY(!QFile::exists(folder + QStringLiteral("/Own.srt")));
         QVERIFY(QDir(folder).exists());
         QVERIFY(finished.wait(30000));
         QCOMPARE(core.list()->count(), 1);

@@ -75,7 +75,7 @@ private Q_SLOTS:
                                     "Example:\n  kinovela-cli "})
             QVERIFY2(help.out.contains(section), section);
         QCOMPARE(help.out.contains("Presets:\n  1  Tag in place: "), presets);
-        QCOMPARE(help.out.contains("is removed only after the new movie is flushed"), presets);
+        QCOMPARE(help.out.contains("only after the new movie is checked against it"), presets);
         QVERIFY(optionsIn(help.out).contains(s("--log")));
         for (const QByteArray &line : help.out.split('\n'))
             QVERIFY2(line.size() <= 79, line.constData());

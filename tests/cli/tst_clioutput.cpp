@@ -43,9 +43,10 @@ private Q_SLOTS:
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(run.out, QByteArray());
         const QList<QByteArray> lines = run.errLines();
-        QCOMPARE(lines.size(), 2);
+        QVERIFY2(lines.size() == 2, run.err.constData());
         QVERIFY2(lines.at(0).startsWith("converted  The.Dark.Knight.2008.mkv -> "), lines.at(0).constData());
-        QVERIFY2(lines.at(0).endsWith("/The Dark Knight.mp4"), lines.at(0).constData());
+        // Each line names where the source went.
+        QVERIFY2(lines.at(0).contains("/The Dark Knight.mp4 (the source: moved to the Trash: "), lines.at(0).constData());
         QVERIFY2(lines.at(1).startsWith("converted  Heat.1995.avi -> "), lines.at(1).constData());
     }
 
@@ -173,7 +174,7 @@ private Q_SLOTS:
         // create: one result per item, tagged in place with preset 1.
         const QJsonObject result = object[s("results")].toArray().at(0).toObject();
         QCOMPARE(QStringList(result.keys()), (QStringList{s("action"), s("movieTitle"), s("outcome"), s("outputPath"),
-                                                          s("source")}));
+                                                          s("source"), s("sourceFate")}));
         QCOMPARE(result[s("action")].toString(), s("tag"));
         QCOMPARE(result[s("outcome")].toString(), s("created"));
         QCOMPARE(run.errLines(), QList<QByteArray>{"tagged     Alien.1979.mp4"});

@@ -108,13 +108,13 @@ private Q_SLOTS:
         QCOMPARE(ConverterArguments::finalMoviePath({{ItemKey::movieTitle, QStringLiteral("AC/DC: Live")}},
                                                     QStringLiteral("/dest")),
                  QStringLiteral("/dest/AC:DC: Live.mp4"));
-        QCOMPARE(ConverterArguments::finalMoviePath({{ItemKey::movieTitle, QString()}}, QStringLiteral("/dest")),
-                 QStringLiteral("/dest/.mp4"));
-        const QString first = ConverterArguments::temporaryMoviePath(QStringLiteral("/dest"));
-        QVERIFY(QRegularExpression(QStringLiteral("^/dest/[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\.mp4$"))
-                    .match(first)
-                    .hasMatch());
-        QVERIFY(first != ConverterArguments::temporaryMoviePath(QStringLiteral("/dest")));
+        QCOMPARE(ConverterArguments::finalMoviePath({{ItemKey::movieTitle, QString()}, {ItemKey::filePath, QStringLiteral("/in/Holiday.2019.mkv")}},
+                                                    QStringLiteral("/dest")),
+                 QStringLiteral("/dest/Holiday.2019.mp4"));
+        const QString first = ConverterArguments::temporaryMoviePath(QStringLiteral("/dest/Heat.mp4"));
+        QVERIFY2(QRegularExpression(QStringLiteral("^/dest/Heat \\(unfinished [0-9A-F]{8}\\)\\.mp4$")).match(first).hasMatch(),
+                 qPrintable(first));
+        QVERIFY(first != ConverterArguments::temporaryMoviePath(QStringLiteral("/dest/Heat.mp4")));
 
         QTemporaryDir dir;
         const QString upper = dir.filePath(QStringLiteral("Movie.MP4"));

@@ -247,52 +247,57 @@ private Q_SLOTS:
         QVERIFY(!CreationBatch::allSucceeded(results));
         QCOMPARE(digest(source), before);
         if (failure == QLatin1String("taken")) {
-            // The first item was created; the second keeps its temporary name next to it.
+            // The first item was created; the second was refused before any work: no file under another name.
             QVERIFY2(results.first().succeeded(), qPrintable(results.first().reason()));
-            QCOMPARE(filesIn(destination).size(), 2);
+            QCOMPARE(filesIn(destination), QStringList{QStringLiteral("Keep.mp4")});
             QVERIFY(FileProbe(QDir(destination).filePath(QStringLiteral("Keep.mp4"))).isValidMediaFile);
         } else {
             QCOMPARE(filesIn(destination), QStringList());
         }
     }
 
-    void awkwardNamesNeverLoseTheSource_data()
+    void titlesBecomeSafeVisibleNames_data()
     {
         QTest::addColumn<QString>("fileName");
         QTest::addColumn<QString>("title");
-        QTest::addColumn<bool>("mustSucceed");
-        QTest::newRow("control characters") << QStringLiteral("A.mkv") << QStringLiteral("Bell\u0007 and\ttab") << false;
-        QTest::newRow("NUL") << QStringLiteral("A.mkv") << QString(QStringLiteral("Before") + QChar(0) + QStringLiteral("After")) << false;
-        QTest::newRow("300 characters") << QStringLiteral("A.mkv") << QString(300, QLatin1Char('a')) << false;
-        QTest::newRow("dot") << QStringLiteral("A.mkv") << QStringLiteral(".") << false;
-        QTest::newRow("dot dot") << QStringLiteral("A.mkv") << QStringLiteral("..") << false;
-        QTest::newRow("title like an option") << QStringLiteral("A.mkv") << QStringLiteral("-y") << false;
+        QTest::addColumn<QString>("expected");
+        const auto row = [](const char *name, const QString &file, const QString &title, const QString &expected) {
+            QTest::newRow(name) << file << title << expected;
+        };
+        row("plain", QStringLiteral("A.mkv"), QStringLiteral("Heat"), QStringLiteral("Heat.mp4"));
+        row("slash", QStringLiteral("A.mkv"), QStringLiteral("AC/DC: Live"), QStringLiteral("AC:DC: Live.mp4"));
+        row("control characters", QStringLiteral("A.mkv"), QStringLiteral("Bell\u0007 and\x1b[31m red"),
+            QStringLiteral("Bell and[31m red.mp4"));
+        row("NUL", QStringLiteral("A.mkv"), QString(QStringLiteral("Before") + QChar(0) + QStringLiteral("After")),
+            QStringLiteral("BeforeAfter.mp4"));
+        row("leading dots", QStringLiteral("A.mkv"), QStringLiteral("...And Justice for All"),
+            QStringLiteral("And Justice for All.mp4"));
+        row("300 characters", QStringLiteral("A.mkv"), QString(300, QLatin1Char('a')), QString(251, QLatin1Char('a')) + QStringLiteral(".mp4"));
+        // Two bytes each: cut before a character, never through one.
+        row("300 accented", QStringLiteral("A.mkv"), QString(300, QChar(0xe9)), QString(125, QChar(0xe9)) + QStringLiteral(".mp4"));
+        row("dot", QStringLiteral("Holiday.2019.mkv"), QStringLiteral("."), QStringLiteral("Holiday.2019.mp4"));
+        row("dot dot", QStringLiteral("A.mkv"), QStringLiteral(".."), QStringLiteral("A.mp4"));
+        row("unidentified", QStringLiteral("Holiday.2019.mkv"), QString(), QStringLiteral("Holiday.2019.mp4"));
+        row("title like an option", QStringLiteral("A.mkv"), QStringLiteral("-y"), QStringLiteral("-y.mp4"));
         // The converter is handed absolute paths: "-y.mkv" is a file, never an option.
-        QTest::newRow("source like an option") << QStringLiteral("-y.mkv") << QStringLiteral("Dash") << true;
+        row("source like an option", QStringLiteral("-y.mkv"), QStringLiteral("Dash"), QStringLiteral("Dash.mp4"));
     }
 
-    void awkwardNamesNeverLoseTheSource()
+    void titlesBecomeSafeVisibleNames()
     {
         QFETCH(QString, fileName);
         QFETCH(QString, title);
-        QFETCH(bool, mustSucceed);
+        QFETCH(QString, expected);
         QTemporaryDir destination;
         const MovieItem item = identified(QStringLiteral("h264-aac.mp4"), fileName, title);
         const QString source = item.value(ItemKey::filePath).toString();
-        const QByteArray before = digest(source);
         const QList<CreationResult> results = runBatch({item}, 3, destination.path());
         QCOMPARE(results.size(), 1);
-        QVERIFY(results.at(0).succeeded() || !mustSucceed);
-        if (results.at(0).succeeded()) {
-            // Created: the movie is in the destination, under its title.
-            QVERIFY(!QFile::exists(source));
-            QCOMPARE(filesIn(destination.path()).size(), 1);
-            QCOMPARE(QFileInfo(results.at(0).outputPath).absolutePath(), QDir(destination.path()).absolutePath());
-        } else {
-            // Not created: the source is untouched and the reason is given.
-            QCOMPARE(digest(source), before);
-            QVERIFY(!results.at(0).reason().isEmpty());
-        }
+        QVERIFY2(results.at(0).succeeded(), qPrintable(results.at(0).reason()));
+        QVERIFY(!QFile::exists(source));
+        QCOMPARE(filesIn(destination.path()), QStringList{expected});
+        QCOMPARE(results.at(0).outputPath, destination.filePath(expected));
+        QVERIFY(results.at(0).sourceFate.startsWith(QLatin1String("moved to the Trash")));
     }
 
     void movesToAnotherFileSystem()
