@@ -56,6 +56,8 @@ QStringList run(AppCore &core, const QStringList &files, double stagger)
 
     QEventLoop loop;
     QObject::connect(core.importer(), &ImportPipeline::finished, &loop, &QEventLoop::quit);
+    QObject::connect(core.importer(), &ImportPipeline::subtitleQuotaShort, &loop,
+                     [](const QString &warning) { Diagnostics::write(warning); });
     core.importer()->setStagger(stagger);
     core.importFiles(urls);
     if (core.importer()->isRunning())
