@@ -6,6 +6,8 @@
 #include "base/UserSettings.h"
 #include "media/FileProbe.h"
 #include "media/MovieItemFacts.h"
+#include "subtitles/SubtitleCredentials.h"
+#include "subtitles/SubtitleQuota.h"
 #include "subtitles/SubtitlesFolder.h"
 
 #include <QFutureWatcher>
@@ -54,10 +56,26 @@ void ImportPipeline::resetSubtitlesFolder()
     (void)SubtitlesFolder::prepare();
 }
 
+QString ImportPipeline::subtitleQuotaWarning(int fileCount, Preset preset)
+{
+    if (!Presets::fetchesSubtitles(preset) || SubtitleCredentials::provider() != SubtitleCredentials::Provider::Rest)
+        return {};
+    const std::optional<SubtitleQuota> quota = SubtitleQuota::current();
+    if (!quota || quota->remaining >= fileCount)
+        return {};
+    return QStringLiteral("This import may need %1 subtitle downloads, but OpenSubtitles allows only %2 more "
+                          "(%3); subtitles already downloaded once are taken from the cache.")
+        .arg(fileCount)
+        .arg(std::max(quota->remaining, 0))
+        .arg(quota->remainingText());
+}
+
 void ImportPipeline::importFiles(const QList<QUrl> &urls)
 {
     if (urls.isEmpty())
         return;
+    if (const QString warning = subtitleQuotaWarning(int(urls.size()), currentPreset()); !warning.isEmpty())
+        Q_EMIT subtitleQuotaShort(warning);
     resetSubtitlesFolder();
     gatherInfoToDisplayWithURLs(urls);
 }

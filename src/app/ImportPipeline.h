@@ -48,12 +48,22 @@ public:
     /** Gathers the files without touching the subtitles folder. An empty list does nothing. */
     void gatherInfoToDisplayWithURLs(const QList<QUrl> &urls);
 
+    /**
+     * With the subtitle preset: a sentence saying so when importing
+     * `fileCount` files may need more subtitle downloads than the service
+     * still allows (as its last answer said); empty otherwise. The window
+     * asks before it imports; the command line prints it.
+     */
+    static QString subtitleQuotaWarning(int fileCount, Preset preset);
+
     bool isRunning() const { return m_outstanding > 0; }
 
     /** Removes the files Kinovela saved in the subtitles folder and makes the folder when missing; failures are ignored. */
     static void resetSubtitlesFolder();
 
 Q_SIGNALS:
+    /** Emitted by importFiles before anything is spent, with subtitleQuotaWarning's sentence. */
+    void subtitleQuotaShort(const QString &warning);
     /** Every file of the current import has been listed or rejected. */
     void finished();
 

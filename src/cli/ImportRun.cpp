@@ -51,6 +51,8 @@ QStringList run(AppCore &core, const QStringList &files, double stagger)
 
     QEventLoop loop;
     QObject::connect(core.importer(), &ImportPipeline::finished, &loop, &QEventLoop::quit);
+    QObject::connect(core.importer(), &ImportPipeline::subtitleQuotaShort, &loop,
+                     [](const QString &warning) { Diagnostics::warn(warning); });
     core.importer()->setStagger(stagger);
     core.importFiles(urls);
     if (core.importer()->isRunning())

@@ -57,12 +57,28 @@ QString temporaryMoviePath(const QString &finalPath)
     return final.path() + QLatin1Char('/') + base + suffix;
 }
 
+QString subtitleInputFormat(const QString &subtitlePath)
+{
+    // The subtitle stage saves each checked format with its own extension.
+    const QString extension = subtitlePath.section(QLatin1Char('.'), -1).toLower();
+    if (extension == QLatin1String("sub"))
+        return QStringLiteral("microdvd");
+    if (extension == QLatin1String("sbv"))
+        return QStringLiteral("subviewer");
+    if (extension == QLatin1String("vtt"))
+        return QStringLiteral("webvtt");
+    if (extension == QLatin1String("ass") || extension == QLatin1String("ssa"))
+        return QStringLiteral("ass");
+    return QStringLiteral("srt");
+}
+
 QStringList converterArgumentsForItem(const MovieItem &item, const QString &temporaryPath, const QString &subtitleLanguage)
 {
     const bool subtitle = item.value(ItemKey::subtitleFound).toBool();
     QStringList arguments{QStringLiteral("-i"), item.value(ItemKey::filePath).toString()};
     if (subtitle)
-        arguments << QStringLiteral("-sub_charenc") << QStringLiteral("UTF-8") << QStringLiteral("-i")
+        arguments << QStringLiteral("-sub_charenc") << QStringLiteral("UTF-8") << QStringLiteral("-f")
+                  << subtitleInputFormat(item.value(ItemKey::downloadedSubtitlePath).toString()) << QStringLiteral("-i")
                   << item.value(ItemKey::downloadedSubtitlePath).toString();
 
     QStringList mapping;
@@ -85,7 +101,7 @@ QStringList converterArgumentsForItem(const MovieItem &item, const QString &temp
     arguments << mapping;
 
     if (subtitle)
-        arguments << QStringLiteral("-map") << QStringLiteral("1") << QStringLiteral("-c:s") << QStringLiteral("mov_text")
+        arguments << QStringLiteral("-map") << QStringLiteral("1:s:0") << QStringLiteral("-c:s") << QStringLiteral("mov_text")
                   << QStringLiteral("-metadata:s:") + QString::number(mapping.size() / 4)
                   << QStringLiteral("language=") + subtitleLanguage;
     arguments << QStringLiteral("-y") << temporaryPath;

@@ -21,6 +21,9 @@ QString temporaryMoviePath(const QString &finalPath);
 /** The converter's arguments (without the program): inputs, stream mapping, subtitle, output. */
 QStringList converterArgumentsForItem(const MovieItem &item, const QString &temporaryPath, const QString &subtitleLanguage);
 
+/** The converter's input format for a saved subtitle, from its extension: "srt", "microdvd", "subviewer", "webvtt", "ass". */
+QString subtitleInputFormat(const QString &subtitlePath);
+
 /** The keys an item must hold to be created; empty when it has them all, else the first missing one. */
 QString missingKey(const MovieItem &item);
 

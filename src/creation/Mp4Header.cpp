@@ -143,6 +143,40 @@ Outcome<QByteArray> copyWithRoom(const QByteArray &moov, qint64 padding)
     return Mp4Atom::make(Mp4Atom::Movie, body);
 }
 
+namespace {
+
+/** The handler type ("vide", "soun", "text"...) of a track; empty when it cannot be read. */
+QByteArray handlerOf(const QByteArray &moov, const Header &trak)
+{
+    const auto trakChildren = Mp4Atom::childrenOf(moov, trak);
+    const Header *mdia = trakChildren ? Mp4Atom::find(*trakChildren, Mp4Atom::Media) : nullptr;
+    const auto mdiaChildren = mdia ? Mp4Atom::childrenOf(moov, *mdia) : Outcome<QList<Header>>(Error{});
+    const Header *hdlr = mdiaChildren ? Mp4Atom::find(*mdiaChildren, Mp4Atom::Handler) : nullptr;
+    // version and flags, pre-defined, then the handler type
+    if (!hdlr || hdlr->size < hdlr->headerSize + 12)
+        return {};
+    return moov.mid(hdlr->bodyBegin() + 8, 4);
+}
+
+/** A track's duration in the movie's time scale, from its "tkhd". */
+std::optional<quint64> trackUnits(const QByteArray &moov, const Header &trak)
+{
+    const auto trakChildren = Mp4Atom::childrenOf(moov, trak);
+    const Header *tkhd = trakChildren ? Mp4Atom::find(*trakChildren, "tkhd") : nullptr;
+    if (!tkhd)
+        return std::nullopt;
+    const auto *body = reinterpret_cast<const uchar *>(moov.constData() + tkhd->bodyBegin());
+    const qint64 length = tkhd->size - tkhd->headerSize;
+    // version 0: four 32-bit fields before the duration; version 1: two 64-bit times, then two 32-bit fields
+    if (length >= 24 && body[0] == 0)
+        return qFromBigEndian<quint32>(body + 20);
+    if (length >= 36 && body[0] == 1)
+        return qFromBigEndian<quint64>(body + 28);
+    return std::nullopt;
+}
+
+} // namespace
+
 QList<QByteArray> trackKinds(const QByteArray &moov)
 {
     const auto children = headerChildren(moov);
@@ -152,14 +186,10 @@ QList<QByteArray> trackKinds(const QByteArray &moov)
     for (const Header &trak : *children) {
         if (trak.type != Mp4Atom::Track)
             continue;
-        const auto trakChildren = Mp4Atom::childrenOf(moov, trak);
-        const Header *mdia = trakChildren ? Mp4Atom::find(*trakChildren, Mp4Atom::Media) : nullptr;
-        const auto mdiaChildren = mdia ? Mp4Atom::childrenOf(moov, *mdia) : Outcome<QList<Header>>(Error{});
-        const Header *hdlr = mdiaChildren ? Mp4Atom::find(*mdiaChildren, Mp4Atom::Handler) : nullptr;
-        // version and flags, pre-defined, then the handler type
-        if (!hdlr || hdlr->size < hdlr->headerSize + 12)
+        const QByteArray kind = handlerOf(moov, trak);
+        if (kind.isEmpty())
             return {};
-        kinds.append(moov.mid(hdlr->bodyBegin() + 8, 4));
+        kinds.append(kind);
     }
     return kinds;
 }
@@ -184,7 +214,17 @@ std::optional<double> duration(const QByteArray &moov)
     }
     if (timeScale == 0)
         return std::nullopt;
-    return double(units) / double(timeScale);
+    // The pictures and the sound decide: a subtitle may run on after them.
+    std::optional<quint64> longest;
+    for (const Header &trak : *children) {
+        if (trak.type != Mp4Atom::Track)
+            continue;
+        const QByteArray kind = handlerOf(moov, trak);
+        const std::optional<quint64> trackDuration = trackUnits(moov, trak);
+        if ((kind == "vide" || kind == "soun") && trackDuration)
+            longest = std::max(longest.value_or(0), *trackDuration);
+    }
+    return double(longest.value_or(units)) / double(timeScale);
 }
 
 } // namespace Mp4Header

@@ -30,7 +30,11 @@ Outcome<QByteArray> copyWithRoom(const QByteArray &moov, qint64 padding);
 /** The handler types of the header's tracks, in order; empty when one cannot be read. */
 QList<QByteArray> trackKinds(const QByteArray &moov);
 
-/** The movie's duration in seconds, from its "mvhd"; nothing when it cannot be read. */
+/**
+ * The movie's duration in seconds: its longest picture or sound track (a
+ * subtitle may run on after them), else what its "mvhd" says; nothing when
+ * it cannot be read.
+ */
 std::optional<double> duration(const QByteArray &moov);
 
 } // namespace Mp4Header

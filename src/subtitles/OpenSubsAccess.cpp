@@ -1,11 +1,10 @@
 #include "subtitles/OpenSubsAccess.h"
 
+#include "base/Diagnostics.h"
 #include "base/HttpClient.h"
 #include "base/ServiceConfig.h"
 #include "base/SearchLanguage.h"
 #include "subtitles/Gzip.h"
-#include "subtitles/OpenSubtitlesRest.h"
-#include "subtitles/SubtitleCredentials.h"
 #include "subtitles/XmlRpc.h"
 
 #include <QCoreApplication>
@@ -63,7 +62,7 @@ void OpenSubsAccess::sendXMLRPCRequest(const QString &method, const QVariantList
             return;
         }
         const std::optional<QVariant> value = XmlRpc::parseResponse(response.body);
-        if (!value || value->typeId() != QMetaType::QVariantMap) {
+        if (!value || value->typeId() != QMetaType::QVariantMap || !statusOk(value->toMap())) {
             completion(std::nullopt);
             return;
         }
@@ -71,7 +70,12 @@ void OpenSubsAccess::sendXMLRPCRequest(const QString &method, const QVariantList
     });
 }
 
-void OpenSubsAccess::logIn(std::function<void(bool)> completion)
+bool OpenSubsAccess::statusOk(const QVariantMap &answer)
+{
+    return answer.value(QStringLiteral("status")).toString().startsWith(QLatin1String("200"));
+}
+
+void OpenSubsAccess::logIn(std::function<void(const Status &)> completion)
 {
     auto self = shared_from_this();
     sendXMLRPCRequest(Constants::OSMethods::logIn(),
@@ -81,7 +85,13 @@ void OpenSubsAccess::logIn(std::function<void(bool)> completion)
                               self->token = answer->value(QStringLiteral("token")).toString();
                           else
                               self->token.reset();
-                          completion(self->token.has_value());
+                          if (self->token)
+                              completion(Status());
+                          else {
+                              const QString cause = QStringLiteral("The legacy OpenSubtitles service refused the log-in");
+                              Diagnostics::write(cause);
+                              completion(failure(ErrorKind::Refused, cause));
+                          }
                       });
 }
 
@@ -133,6 +143,19 @@ std::optional<SubtitleChoice> OpenSubsAccess::closestToEndChoice(const QVariantM
     return choiceOf(data.at(best).toMap());
 }
 
+QList<SubtitleChoice> OpenSubsAccess::choicesWithFirst(const QVariantMap &answer, const std::optional<SubtitleChoice> &preferred)
+{
+    QList<SubtitleChoice> choices;
+    if (preferred)
+        choices.append(*preferred);
+    for (const QVariant &item : dataOf(answer)) {
+        const std::optional<SubtitleChoice> choice = choiceOf(item.toMap());
+        if (choice && (!preferred || choice->fileID != preferred->fileID))
+            choices.append(*choice);
+    }
+    return choices;
+}
+
 QList<SubtitleCandidate> OpenSubsAccess::listRecords(const QVariantMap &answer)
 {
     QList<SubtitleCandidate> records;
@@ -166,32 +189,33 @@ QByteArray OpenSubsAccess::downloadedContent(const QVariantMap &answer)
 }
 
 void OpenSubsAccess::searchSubtitleByHash(const QString &movieHash, double fileSize,
-                                          std::function<void(std::optional<SubtitleChoice>)> completion)
+                                          std::function<void(const SubtitleChoices &)> completion)
 {
     if (!token) {
-        completion(std::nullopt);
+        completion(QList<SubtitleChoice>());
         return;
     }
     auto self = shared_from_this();
     sendXMLRPCRequest(Constants::OSMethods::searchSubtitles(),
                       {*token, QVariantList{hashQuery(searchLanguage(), movieHash, fileSize)}},
                       [self, completion](const std::optional<QVariantMap> &answer) {
-                          completion(answer ? firstChoice(*answer) : std::nullopt);
+                          completion(answer ? choicesWithFirst(*answer, firstChoice(*answer)) : QList<SubtitleChoice>());
                       });
 }
 
 void OpenSubsAccess::searchSubtitleByIMDB(const QString &imdbID, double movieDurationInSeconds,
-                                          std::function<void(std::optional<SubtitleChoice>)> completion)
+                                          std::function<void(const SubtitleChoices &)> completion)
 {
     if (!token || imdbID.isEmpty()) {
-        completion(std::nullopt);
+        completion(QList<SubtitleChoice>());
         return;
     }
     auto self = shared_from_this();
     sendXMLRPCRequest(Constants::OSMethods::searchSubtitles(),
                       {*token, QVariantList{imdbQuery(searchLanguage(), imdbID)}},
                       [self, completion, movieDurationInSeconds](const std::optional<QVariantMap> &answer) {
-                          completion(answer ? closestToEndChoice(*answer, movieDurationInSeconds) : std::nullopt);
+                          completion(answer ? choicesWithFirst(*answer, closestToEndChoice(*answer, movieDurationInSeconds))
+                                            : QList<SubtitleChoice>());
                       });
 }
 
@@ -209,25 +233,20 @@ void OpenSubsAccess::searchSubtitleList(const QString &imdbID, std::function<voi
                       });
 }
 
-void OpenSubsAccess::downloadSubtitle(qint64 fileID, std::function<void(const QByteArray &)> completion)
+void OpenSubsAccess::downloadSubtitle(qint64 fileID, std::function<void(const Outcome<QByteArray> &)> completion)
 {
     if (!token) {
-        completion({});
+        completion(failure(ErrorKind::Refused, QStringLiteral("Not logged in to the legacy OpenSubtitles service")));
         return;
     }
     auto self = shared_from_this();
     const QVariant id = fileID >= INT_MIN && fileID <= INT_MAX ? QVariant(int(fileID)) : QVariant(fileID);
     sendXMLRPCRequest(Constants::OSMethods::downloadSubtitles(), {*token, QVariantList{id}},
                       [self, completion](const std::optional<QVariantMap> &answer) {
-                          completion(answer ? downloadedContent(*answer) : QByteArray());
+                          const QByteArray content = answer ? downloadedContent(*answer) : QByteArray();
+                          if (content.isEmpty())
+                              completion(failure(ErrorKind::Network, QStringLiteral("The legacy OpenSubtitles service gave no subtitle")));
+                          else
+                              completion(content);
                       });
-}
-
-std::shared_ptr<SubtitleProvider> SubtitleProvider::create()
-{
-    // The REST service when the user has an API key for it; the XML-RPC service otherwise.
-    const QString apiKey = SubtitleCredentials::apiKey();
-    if (!apiKey.isEmpty())
-        return std::make_shared<OpenSubtitlesRest>(apiKey, SubtitleCredentials::userName(), SubtitleCredentials::password());
-    return std::make_shared<OpenSubsAccess>();
 }

@@ -1,13 +1,16 @@
 #include "subtitles/OpenSubtitlesRest.h"
 
 #include "base/Diagnostics.h"
-#include "base/HttpClient.h"
-#include "base/ServiceConfig.h"
 #include "base/SearchLanguage.h"
+#include "base/ServiceConfig.h"
+#include "subtitles/SubtitleCache.h"
+#include "subtitles/SubtitleQuota.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -16,6 +19,38 @@ namespace {
 // The service asks clients over their rate to come back later; wait at most this long, once.
 constexpr int MaxRetryAfterSeconds = 10;
 
+// One log-in per run and account: the service allows 60 an hour.
+struct Session
+{
+    QString apiKey;
+    QString userName;
+    QString token;
+    QString baseUrl;
+};
+Session g_session;
+
+qint64 g_nextRequestMs = 0;
+qint64 g_nextLogInMs = 0;
+
+// Runs `send` when the service's rate allows: requests RequestIntervalMs apart, log-ins LogInIntervalMs apart.
+void paced(bool logIn, std::function<void()> send)
+{
+    static QElapsedTimer clock;
+    if (!clock.isValid())
+        clock.start();
+    const qint64 now = clock.elapsed();
+    qint64 at = std::max(now, g_nextRequestMs);
+    if (logIn) {
+        at = std::max(at, g_nextLogInMs);
+        g_nextLogInMs = at + OpenSubtitlesRest::LogInIntervalMs;
+    }
+    g_nextRequestMs = at + OpenSubtitlesRest::RequestIntervalMs;
+    if (at <= now)
+        send();
+    else
+        QTimer::singleShot(int(at - now), QCoreApplication::instance(), std::move(send));
+}
+
 QString searchLanguage()
 {
     return SearchLanguage::current().alpha2;
@@ -23,16 +58,17 @@ QString searchLanguage()
 
 std::optional<SubtitleChoice> choiceFrom(const Json &subtitle)
 {
-    const Json file = subtitle["attributes"]["files"][0];
-    const std::optional<qint64> id = file["file_id"].optionalInteger();
+    const std::optional<qint64> id = subtitle["attributes"]["files"][0]["file_id"].optionalInteger();
     if (!id)
         return std::nullopt;
+    // The service serves every file as SubRip unless asked otherwise.
     return SubtitleChoice{*id, QStringLiteral("srt")};
 }
 
-Json parse(const HttpResponse &response)
+Error refusal(const HttpResponse &response)
 {
-    return response.ok() ? Json::parse(response.body) : Json();
+    const bool stop = response.status == 406 || response.status == 429;
+    return failure(stop ? ErrorKind::Refused : ErrorKind::Network, OpenSubtitlesRest::failureCause(response));
 }
 
 } // namespace
@@ -61,6 +97,15 @@ QString OpenSubtitlesRest::imdbNumber(const QString &imdbID)
     return digits == QLatin1String("0") ? QString() : digits;
 }
 
+QString OpenSubtitlesRest::moviehash(const QString &hashText)
+{
+    bool ok = false;
+    const quint64 value = hashText.toULongLong(&ok, 16);
+    if (!ok || value == 0 || hashText.size() > 16)
+        return {};
+    return QStringLiteral("%1").arg(value, 16, 16, QLatin1Char('0'));
+}
+
 QString OpenSubtitlesRest::canonicalQuery(const QList<std::pair<QString, QString>> &parameters)
 {
     QList<std::pair<QString, QString>> sorted;
@@ -74,24 +119,27 @@ QString OpenSubtitlesRest::canonicalQuery(const QList<std::pair<QString, QString
     return parts.join(QLatin1Char('&'));
 }
 
-std::optional<SubtitleChoice> OpenSubtitlesRest::firstHashMatch(const Json &answer)
+QList<SubtitleChoice> OpenSubtitlesRest::hashMatches(const Json &answer)
 {
+    QList<SubtitleChoice> choices;
     const Json data = answer["data"];
     for (qsizetype i = 0; i < data.count(); ++i) {
         if (data[i]["attributes"]["moviehash_match"].boolean())
-            return choiceFrom(data[i]);
+            if (const auto choice = choiceFrom(data[i]))
+                choices.append(*choice);
     }
-    return std::nullopt;
+    return choices;
 }
 
-std::optional<SubtitleChoice> OpenSubtitlesRest::firstResult(const Json &answer)
+QList<SubtitleChoice> OpenSubtitlesRest::results(const Json &answer)
 {
+    QList<SubtitleChoice> choices;
     const Json data = answer["data"];
     for (qsizetype i = 0; i < data.count(); ++i) {
         if (const auto choice = choiceFrom(data[i]))
-            return choice;
+            choices.append(*choice);
     }
-    return std::nullopt;
+    return choices;
 }
 
 QList<SubtitleCandidate> OpenSubtitlesRest::listRecords(const Json &answer)
@@ -100,11 +148,11 @@ QList<SubtitleCandidate> OpenSubtitlesRest::listRecords(const Json &answer)
     const Json data = answer["data"];
     for (qsizetype i = 0; i < data.count(); ++i) {
         const Json attributes = data[i]["attributes"];
-        const std::optional<qint64> id = attributes["files"][0]["file_id"].optionalInteger();
-        if (!id)
+        const std::optional<SubtitleChoice> choice = choiceFrom(data[i]);
+        if (!choice)
             continue;
-        records.append(SubtitleCandidate{attributes["release"].text(), attributes["uploader"]["name"].text(), QString(),
-                                         *id, QStringLiteral("srt")});
+        records.append(SubtitleCandidate{attributes["release"].text(), attributes["uploader"]["name"].text(),
+                                         attributes["upload_date"].text(), choice->fileID, choice->format});
     }
     return records;
 }
@@ -112,16 +160,15 @@ QList<SubtitleCandidate> OpenSubtitlesRest::listRecords(const Json &answer)
 QString OpenSubtitlesRest::failureCause(const HttpResponse &response)
 {
     const Json body = Json::parse(response.body);
-    const QString message = body["message"].text().trimmed();
     switch (response.status) {
+    case 400: return QStringLiteral("OpenSubtitles refused the request (400)");
     case 401: return QStringLiteral("OpenSubtitles refused the API key or the log-in (401)");
-    case 406:
-        return QStringLiteral("OpenSubtitles download quota reached (406)")
-            + (message.isEmpty() ? QString() : QStringLiteral(": ") + message)
-            + (body["reset_time_utc"].text().isEmpty() ? QString()
-                                                        : QStringLiteral(" (renewed at ") + body["reset_time_utc"].text()
-                                                              + QLatin1Char(')'));
-    case 429: return QStringLiteral("OpenSubtitles rate limit reached (429); try again later");
+    case 406: {
+        const std::optional<SubtitleQuota> quota = SubtitleQuota::fromAnswer(body);
+        return QStringLiteral("OpenSubtitles ") + (quota ? quota->limitText() : QStringLiteral("download limit reached"))
+            + QStringLiteral(" (406)");
+    }
+    case 429: return QStringLiteral("OpenSubtitles rate limit reached (429): too many requests, try again in a minute");
     default: break;
     }
     if (response.status >= 500)
@@ -131,24 +178,49 @@ QString OpenSubtitlesRest::failureCause(const HttpResponse &response)
     return QStringLiteral("OpenSubtitles request failed: ") + response.errorText();
 }
 
+QString OpenSubtitlesRest::apiUrl(const QString &baseUrl)
+{
+    QUrl url(ServiceConfig::openSubtitlesRestUrl());
+    if (baseUrl.isEmpty())
+        return url.toString();
+    const QUrl given = QUrl::fromUserInput(baseUrl);
+    if (given.host().isEmpty())
+        return url.toString();
+    url.setHost(given.host());
+    if (given.port() > 0)
+        url.setPort(given.port());
+    return url.toString();
+}
+
+void OpenSubtitlesRest::forgetSession()
+{
+    g_session = Session();
+}
+
+QString OpenSubtitlesRest::token() const
+{
+    const bool ours = !m_userName.isEmpty() && g_session.userName == m_userName && g_session.apiKey == m_apiKey;
+    return ours ? g_session.token : QString();
+}
+
 HttpRequest OpenSubtitlesRest::request(const QString &path) const
 {
     HttpRequest request;
-    request.url = QUrl::fromEncoded((ServiceConfig::openSubtitlesRestUrl() + path).toUtf8());
+    request.url = QUrl::fromEncoded((apiUrl(token().isEmpty() ? QString() : g_session.baseUrl) + path).toUtf8());
     request.maxRetryAfterSeconds = MaxRetryAfterSeconds;
     request.headers = {{QByteArrayLiteral("Api-Key"), m_apiKey.toUtf8()},
                        {QByteArrayLiteral("User-Agent"), userAgent()},
                        {QByteArrayLiteral("Accept"), QByteArrayLiteral("application/json")}};
-    if (token)
-        request.headers.append({QByteArrayLiteral("Authorization"), QByteArrayLiteral("Bearer ") + token->toUtf8()});
+    if (!token().isEmpty())
+        request.headers.append({QByteArrayLiteral("Authorization"), QByteArrayLiteral("Bearer ") + token().toUtf8()});
     return request;
 }
 
-void OpenSubtitlesRest::logIn(std::function<void(bool)> completion)
+void OpenSubtitlesRest::logIn(std::function<void(const Status &)> completion)
 {
-    if (m_userName.isEmpty() || m_password.isEmpty()) {
-        // The API key alone allows searches and a small number of downloads.
-        QMetaObject::invokeMethod(QCoreApplication::instance(), [completion] { completion(true); }, Qt::QueuedConnection);
+    if (m_userName.isEmpty() || m_password.isEmpty() || !token().isEmpty()) {
+        // The API key alone allows searches and a few downloads; a log-in of this run is reused.
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [completion] { completion(Status()); }, Qt::QueuedConnection);
         return;
     }
     HttpRequest login = request(QStringLiteral("/login"));
@@ -158,56 +230,76 @@ void OpenSubtitlesRest::logIn(std::function<void(bool)> completion)
                                            {QStringLiteral("password"), m_password}})
                      .toJson(QJsonDocument::Compact);
     auto self = shared_from_this();
-    HttpClient::forCurrentThread().send(login, QCoreApplication::instance(), [self, completion](const HttpResponse &response) {
-        const QString token = parse(response)["token"].text();
-        if (token.isEmpty()) {
-            Diagnostics::write(failureCause(response));
-            self->token.reset();
-            completion(false);
-            return;
-        }
-        self->token = token;
-        completion(true);
+    paced(true, [self, login, completion] {
+        HttpClient::forCurrentThread().send(login, QCoreApplication::instance(), [self, completion](const HttpResponse &response) {
+            const Json body = response.ok() ? Json::parse(response.body) : Json();
+            const QString token = body["token"].text();
+            if (token.isEmpty()) {
+                const QString cause = response.ok() ? QStringLiteral("OpenSubtitles gave no log-in token") : failureCause(response);
+                Diagnostics::write(cause);
+                completion(failure(ErrorKind::Refused, cause));
+                return;
+            }
+            Diagnostics::addSecret(token);
+            g_session = Session{self->m_apiKey, self->m_userName, token, body["base_url"].text()};
+            completion(Status());
+        });
     });
 }
 
-void OpenSubtitlesRest::search(const QList<std::pair<QString, QString>> &parameters, std::function<void(const Json &)> completion)
+void OpenSubtitlesRest::search(const QList<std::pair<QString, QString>> &parameters, std::function<void(const Outcome<Json> &)> completion)
 {
+    const QString query = canonicalQuery(parameters);
+    if (const std::optional<QByteArray> cached = SubtitleCache::search(query)) {
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [completion, body = *cached] { completion(Json::parse(body)); },
+                                  Qt::QueuedConnection);
+        return;
+    }
+    const HttpRequest search = request(QStringLiteral("/subtitles?") + query);
     auto self = shared_from_this();
-    HttpClient::forCurrentThread().send(request(QStringLiteral("/subtitles?") + canonicalQuery(parameters)),
-                                        QCoreApplication::instance(), [self, completion](const HttpResponse &response) {
-                                            if (!response.ok()) {
-                                                Diagnostics::write(failureCause(response));
-                                                completion(Json());
-                                                return;
-                                            }
-                                            completion(parse(response));
-                                        });
+    paced(false, [self, search, query, completion] {
+        HttpClient::forCurrentThread().send(search, QCoreApplication::instance(), [self, query, completion](const HttpResponse &response) {
+            const Json answer = response.ok() ? Json::parse(response.body) : Json();
+            if (!response.ok() || !answer["data"].isArray()) {
+                const QString cause = response.ok() ? QStringLiteral("OpenSubtitles gave an answer that is not a search result") : failureCause(response);
+                Diagnostics::write(cause);
+                completion(failure(response.ok() ? ErrorKind::Invalid : refusal(response).kind, cause));
+                return;
+            }
+            SubtitleCache::storeSearch(query, response.body);
+            completion(answer);
+        });
+    });
 }
 
 void OpenSubtitlesRest::searchSubtitleByHash(const QString &movieHash, double fileSize,
-                                             std::function<void(std::optional<SubtitleChoice>)> completion)
+                                             std::function<void(const SubtitleChoices &)> completion)
 {
     Q_UNUSED(fileSize);
-    if (movieHash.isEmpty() || movieHash == QLatin1String("0")) {
-        completion(std::nullopt);
+    const QString hash = moviehash(movieHash);
+    if (hash.isEmpty()) {
+        completion(QList<SubtitleChoice>());
         return;
     }
-    search({{QStringLiteral("moviehash"), movieHash}, {QStringLiteral("languages"), searchLanguage()}},
-           [completion](const Json &answer) { completion(firstHashMatch(answer)); });
+    search({{QStringLiteral("moviehash"), hash}, {QStringLiteral("languages"), searchLanguage()}},
+           [completion](const Outcome<Json> &answer) {
+               completion(answer ? SubtitleChoices(hashMatches(*answer)) : SubtitleChoices(answer.error()));
+           });
 }
 
 void OpenSubtitlesRest::searchSubtitleByIMDB(const QString &imdbID, double movieDurationInSeconds,
-                                             std::function<void(std::optional<SubtitleChoice>)> completion)
+                                             std::function<void(const SubtitleChoices &)> completion)
 {
     Q_UNUSED(movieDurationInSeconds);
     const QString number = imdbNumber(imdbID);
     if (number.isEmpty()) {
-        completion(std::nullopt);
+        completion(QList<SubtitleChoice>());
         return;
     }
     search({{QStringLiteral("imdb_id"), number}, {QStringLiteral("languages"), searchLanguage()}},
-           [completion](const Json &answer) { completion(firstResult(answer)); });
+           [completion](const Outcome<Json> &answer) {
+               completion(answer ? SubtitleChoices(results(*answer)) : SubtitleChoices(answer.error()));
+           });
 }
 
 void OpenSubtitlesRest::searchSubtitleList(const QString &imdbID, std::function<void(const QList<SubtitleCandidate> &)> completion)
@@ -218,33 +310,58 @@ void OpenSubtitlesRest::searchSubtitleList(const QString &imdbID, std::function<
         return;
     }
     search({{QStringLiteral("imdb_id"), number}, {QStringLiteral("languages"), searchLanguage()}},
-           [completion](const Json &answer) { completion(listRecords(answer)); });
+           [completion](const Outcome<Json> &answer) { completion(answer ? listRecords(*answer) : QList<SubtitleCandidate>()); });
 }
 
-void OpenSubtitlesRest::downloadSubtitle(qint64 fileID, std::function<void(const QByteArray &)> completion)
+void OpenSubtitlesRest::downloadSubtitle(qint64 fileID, std::function<void(const Outcome<QByteArray> &)> completion)
 {
+    if (const std::optional<QByteArray> cached = SubtitleCache::file(fileID)) {
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [completion, content = *cached] { completion(content); },
+                                  Qt::QueuedConnection);
+        return;
+    }
+    if (const std::optional<SubtitleQuota> quota = SubtitleQuota::current(); quota && quota->exhausted()) {
+        // A refused download still counts against the allowance: do not ask.
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [completion, text = quota->limitText()] {
+            completion(failure(ErrorKind::Refused, QStringLiteral("OpenSubtitles ") + text));
+        }, Qt::QueuedConnection);
+        return;
+    }
     HttpRequest download = request(QStringLiteral("/download"));
     download.method = "POST";
     download.headers.append({QByteArrayLiteral("Content-Type"), QByteArrayLiteral("application/json")});
     download.body = QJsonDocument(QJsonObject{{QStringLiteral("file_id"), fileID}}).toJson(QJsonDocument::Compact);
     auto self = shared_from_this();
-    HttpClient::forCurrentThread().send(download, QCoreApplication::instance(), [self, completion](const HttpResponse &response) {
-        const QString link = parse(response)["link"].text();
-        if (!response.ok() || link.isEmpty()) {
-            Diagnostics::write(response.ok() ? QStringLiteral("OpenSubtitles gave no download link") : failureCause(response));
-            completion({});
-            return;
-        }
-        HttpRequest file;
-        file.url = QUrl(link);
-        file.headers = {{QByteArrayLiteral("User-Agent"), userAgent()}};
-        HttpClient::forCurrentThread().send(file, QCoreApplication::instance(), [completion](const HttpResponse &content) {
-            if (!content.ok()) {
-                Diagnostics::write(failureCause(content));
-                completion({});
+    paced(false, [self, download, fileID, completion] {
+        HttpClient::forCurrentThread().send(download, QCoreApplication::instance(), [self, fileID, completion](const HttpResponse &response) {
+            const Json body = Json::parse(response.body);
+            if (const std::optional<SubtitleQuota> quota = SubtitleQuota::fromAnswer(body))
+                SubtitleQuota::record(*quota);
+            const QString link = response.ok() ? body["link"].text() : QString();
+            if (link.isEmpty()) {
+                const QString cause = response.ok() ? QStringLiteral("OpenSubtitles gave no download link") : failureCause(response);
+                Diagnostics::write(cause);
+                completion(response.ok() ? failure(ErrorKind::Invalid, cause) : refusal(response));
                 return;
             }
-            completion(content.body);
+            self->fetchFile(fileID, link, completion);
         });
+    });
+}
+
+void OpenSubtitlesRest::fetchFile(qint64 fileID, const QString &link, std::function<void(const Outcome<QByteArray> &)> completion)
+{
+    HttpRequest file;
+    file.url = QUrl(link);
+    file.headers = {{QByteArrayLiteral("User-Agent"), userAgent()}};
+    HttpClient::forCurrentThread().send(file, QCoreApplication::instance(), [fileID, completion](const HttpResponse &content) {
+        if (!content.ok()) {
+            const QString cause = failureCause(content);
+            Diagnostics::write(cause);
+            completion(failure(ErrorKind::Network, cause));
+            return;
+        }
+        SubtitleCache::storeFile(fileID, content.body);
+        completion(content.body);
     });
 }

@@ -13,6 +13,7 @@ namespace {
 const QString KeychainService = QStringLiteral("Kinovela OpenSubtitles");
 const QString ApiKeySetting = QStringLiteral("openSubtitlesApiKey");
 const QString UserSetting = QStringLiteral("openSubtitlesUser");
+const QString ProviderSetting = QStringLiteral("openSubtitlesProvider");
 
 QString g_password;
 
@@ -34,6 +35,36 @@ namespace SubtitleCredentials {
 QString apiKey()
 {
     return secret(ServiceConfig::fromEnvironment("KINOVELA_OPENSUBTITLES_API_KEY", settings().value(ApiKeySetting).toString()));
+}
+
+QString effectiveApiKey()
+{
+    const QString own = apiKey();
+    return own.isEmpty() ? secret(QStringLiteral(KINOVELA_OPENSUBTITLES_APP_KEY)) : own;
+}
+
+bool hasApplicationKey()
+{
+    return !QStringLiteral(KINOVELA_OPENSUBTITLES_APP_KEY).isEmpty();
+}
+
+Provider provider()
+{
+    const QString chosen = ServiceConfig::fromEnvironment("KINOVELA_OPENSUBTITLES_PROVIDER", settings().value(ProviderSetting).toString());
+    return chosen == QLatin1String("legacy") ? Provider::Legacy : Provider::Rest;
+}
+
+void storeProvider(Provider provider)
+{
+    if (provider == Provider::Legacy)
+        settings().setValue(ProviderSetting, QStringLiteral("legacy"));
+    else
+        settings().remove(ProviderSetting);
+}
+
+QString providerName(Provider provider)
+{
+    return provider == Provider::Legacy ? QStringLiteral("legacy (members only)") : QStringLiteral("OpenSubtitles.com");
 }
 
 QString userName()

@@ -6,8 +6,9 @@
 #include <functional>
 
 /**
- * The OpenSubtitles account for the REST service: an API key (which turns
- * the REST client on), an optional user name and password. The environment
+ * The OpenSubtitles account and service choice: an API key, an optional
+ * user name and password, and which service to use (REST by default, the
+ * XML-RPC service as "legacy (members only)"). The environment
  * (KINOVELA_OPENSUBTITLES_API_KEY, _USER, _PASSWORD) wins over the stored
  * values. The key and the user name are kept with the settings; the
  * password only in the system keychain, never in the settings file. The
@@ -15,7 +16,21 @@
  */
 namespace SubtitleCredentials {
 
+/** The subtitle services a person can choose in the settings. */
+enum class Provider { Rest, Legacy };
+
+/** The user's own key (environment, else settings); empty when none. */
 QString apiKey();
+/** The key requests use: the user's own, else the application's (-DKINOVELA_OPENSUBTITLES_APP_KEY); may be empty. */
+QString effectiveApiKey();
+/** True when the build carries an application key. */
+bool hasApplicationKey();
+/** The chosen service (KINOVELA_OPENSUBTITLES_PROVIDER "rest"/"legacy", else the setting); REST by default. */
+Provider provider();
+void storeProvider(Provider provider);
+/** "OpenSubtitles.com" or "legacy (members only)", as the settings sheet shows them. */
+QString providerName(Provider provider);
+
 QString userName();
 /** The password of this run: the environment's, else the one loaded from the keychain. */
 QString password();

@@ -6,6 +6,7 @@
 #include <QVariantMap>
 
 #include "base/Candidates.h"
+#include "base/Outcome.h"
 
 #include <functional>
 #include <memory>
@@ -18,27 +19,37 @@ struct SubtitleChoice
     QString format;
 };
 
+/** The choices of a search, best first; an error names why the service gave none. */
+using SubtitleChoices = Outcome<QList<SubtitleChoice>>;
+
 /**
  * A subtitle service as the subtitle stage uses it: log in, search by movie
  * hash or by IMDb number, list the candidates for the subtitle window,
  * download one. Every operation answers exactly once, on the main thread;
- * a failed request answers with nothing (no token, no choice, an empty list,
- * empty bytes). One provider object serves one lookup.
+ * a failure carries a text a person can act on (a refused key, the download
+ * limit and when it ends, the rate limit). One provider object serves one
+ * lookup.
  */
 class SubtitleProvider
 {
 public:
     virtual ~SubtitleProvider() = default;
 
-    virtual void logIn(std::function<void(bool loggedIn)> completion) = 0;
+    virtual void logIn(std::function<void(const Status &loggedIn)> completion) = 0;
     virtual void searchSubtitleByHash(const QString &movieHash, double fileSize,
-                                      std::function<void(std::optional<SubtitleChoice>)> completion) = 0;
+                                      std::function<void(const SubtitleChoices &)> completion) = 0;
     virtual void searchSubtitleByIMDB(const QString &imdbID, double movieDurationInSeconds,
-                                      std::function<void(std::optional<SubtitleChoice>)> completion) = 0;
+                                      std::function<void(const SubtitleChoices &)> completion) = 0;
     /** The candidates for the subtitle window, in the service's order. */
     virtual void searchSubtitleList(const QString &imdbID, std::function<void(const QList<SubtitleCandidate> &)> completion) = 0;
-    virtual void downloadSubtitle(qint64 fileID, std::function<void(const QByteArray &content)> completion) = 0;
+    /** The file's bytes; an error when it could not be had (ErrorKind::Refused for the download limit). */
+    virtual void downloadSubtitle(qint64 fileID, std::function<void(const Outcome<QByteArray> &content)> completion) = 0;
 
-    /** The configured service for one lookup. */
-    static std::shared_ptr<SubtitleProvider> create();
+    /**
+     * The configured service for one lookup: the REST service with the
+     * user's key or the application's, the XML-RPC service when the
+     * "legacy (members only)" provider is chosen; an error saying why there
+     * is none (no key).
+     */
+    static Outcome<std::shared_ptr<SubtitleProvider>> create();
 };

@@ -1,14 +1,19 @@
 #include "subtitles/Video.h"
 
 #include "base/ServiceConfig.h"
+#include "base/Diagnostics.h"
 #include "subtitles/FileHash.h"
+#include "subtitles/SubtitleCheck.h"
 #include "subtitles/SubtitleProvider.h"
 #include "subtitles/SubtitlesFolder.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QPointer>
 #include <QSaveFile>
 #include <QTimer>
+
+#include <QSet>
 
 #include <memory>
 
@@ -99,73 +104,186 @@ void Video::save(const QByteArray &content, const QString &ext)
     }
 }
 
-void Video::searchAndDownloadSubtitle(QObject *context, Completion completion) const
+Status Video::saveChecked(const QByteArray &content, const QString &claimedFormat, qint64 fileID)
 {
-    auto video = std::make_shared<Video>(*this);
-    auto provider = SubtitleProvider::create();
-    QPointer<QObject> guard(context);
-    auto finish = [video, guard, completion] {
-        if (guard)
-            completion(*video);
-    };
-    if (SubtitlesFolder::prepare().isEmpty()) {
-        // No subtitles folder (no HOME): nothing is searched.
-        video->subStatus = SubtitleStauts::notSearched;
-        QTimer::singleShot(0, finish);
-        return;
+    const Outcome<SubtitleCheck::Checked> checked = SubtitleCheck::check(content, claimedFormat, movieDurationInSeconds);
+    if (!checked) {
+        statusText = QStringLiteral("Subtitle %1 turned away: %2").arg(fileID).arg(checked.errorText());
+        Diagnostics::write(statusText + QStringLiteral(" (") + path + QLatin1Char(')'));
+        return failure(ErrorKind::Invalid, statusText);
     }
-    auto downloadAndSave = [video, provider, finish](const SubtitleChoice &choice) {
-        provider->downloadSubtitle(choice.fileID, [video, finish, choice](const QByteArray &content) {
-            video->save(content, choice.format);
-            finish();
+    const QString target = Subtitle::pathFor(path, SubtitleCheck::extension(checked->format));
+    save(checked->utf8, SubtitleCheck::extension(checked->format));
+    if (subStatus != SubtitleStauts::found) {
+        statusText = QStringLiteral("The subtitle could not be written to ") + target;
+        Diagnostics::write(statusText);
+        return failure(ErrorKind::Io, statusText);
+    }
+    statusText.clear();
+    return {};
+}
+
+namespace {
+
+/** One run of the automatic search: candidates by hash, then by IMDb number, each checked before it counts. */
+class SubtitleStage : public std::enable_shared_from_this<SubtitleStage>
+{
+public:
+    SubtitleStage(const Video &video, std::shared_ptr<SubtitleProvider> provider, QObject *context, Video::Completion completion)
+        : m_video(video), m_provider(std::move(provider)), m_context(context), m_completion(std::move(completion))
+    {
+    }
+
+    void start()
+    {
+        m_provider->logIn([self = shared_from_this()](const Status &loggedIn) {
+            if (!loggedIn) {
+                self->m_video.statusText = loggedIn.errorText();
+                self->finish(SubtitleStauts::notSearched);
+                return;
+            }
+            self->searchByHash();
         });
-    };
-    provider->logIn([video, provider, finish, downloadAndSave](bool loggedIn) {
-        if (!loggedIn) {
-            video->subStatus = SubtitleStauts::notSearched;
-            finish();
+    }
+
+    void finish(SubtitleStauts status)
+    {
+        m_video.subStatus = status;
+        if (status == SubtitleStauts::notFound && m_video.statusText.isEmpty())
+            m_video.statusText = QStringLiteral("No subtitle found for this movie");
+        if (m_context)
+            m_completion(m_video);
+    }
+
+private:
+    void searchByHash()
+    {
+        const FileHash::VideoHash hash = FileHash::getVideoHashForPath(m_video.path);
+        m_provider->searchSubtitleByHash(FileHash::hashText(hash.fileHash), double(hash.fileSize),
+                                         [self = shared_from_this()](const SubtitleChoices &choices) {
+                                             self->tryChoices(self->listOf(choices), 0, [self] { self->searchByImdb(); });
+                                         });
+    }
+
+    void searchByImdb()
+    {
+        m_provider->searchSubtitleByIMDB(m_video.imdbID, m_video.movieDurationInSeconds,
+                                         [self = shared_from_this()](const SubtitleChoices &choices) {
+                                             self->tryChoices(self->listOf(choices), 0,
+                                                              [self] { self->finish(SubtitleStauts::notFound); });
+                                         });
+    }
+
+    QList<SubtitleChoice> listOf(const SubtitleChoices &choices)
+    {
+        if (!choices)
+            m_video.statusText = choices.errorText();
+        return choices ? *choices : QList<SubtitleChoice>();
+    }
+
+    void tryChoices(const QList<SubtitleChoice> &choices, qsizetype index, std::function<void()> otherwise)
+    {
+        while (index < choices.size() && m_tried.contains(choices.at(index).fileID))
+            ++index;
+        if (index >= choices.size() || m_tried.size() >= Video::MaxDownloadsPerMovie) {
+            otherwise();
             return;
         }
-        const FileHash::VideoHash hash = FileHash::getVideoHashForPath(video->path);
-        provider->searchSubtitleByHash(
-            FileHash::hashText(hash.fileHash), double(hash.fileSize),
-            [video, provider, finish, downloadAndSave](std::optional<SubtitleChoice> byHash) {
-                if (byHash) {
-                    downloadAndSave(*byHash);
+        const SubtitleChoice choice = choices.at(index);
+        m_tried.insert(choice.fileID);
+        m_provider->downloadSubtitle(choice.fileID, [self = shared_from_this(), choices, index, otherwise,
+                                                     choice](const Outcome<QByteArray> &content) {
+            if (!content) {
+                self->m_video.statusText = content.errorText();
+                // The download limit or the rate limit: asking for the next candidate would be refused too.
+                if (content.errorKind() == ErrorKind::Refused) {
+                    self->finish(SubtitleStauts::notSearched);
                     return;
                 }
-                provider->searchSubtitleByIMDB(video->imdbID, video->movieDurationInSeconds,
-                                               [video, finish, downloadAndSave](std::optional<SubtitleChoice> byImdb) {
-                                                   if (!byImdb) {
-                                                       video->subStatus = SubtitleStauts::notFound;
-                                                       finish();
-                                                       return;
-                                                   }
-                                                   downloadAndSave(*byImdb);
-                                               });
-            });
-    });
+            } else if (const Status saved = self->m_video.saveChecked(*content, choice.format, choice.fileID); saved) {
+                self->finish(SubtitleStauts::found);
+                return;
+            } else if (saved.errorKind() == ErrorKind::Io) {
+                self->finish(self->m_video.subStatus.value_or(SubtitleStauts::notSearched));
+                return;
+            }
+            self->tryChoices(choices, index + 1, otherwise);
+        });
+    }
+
+    Video m_video;
+    std::shared_ptr<SubtitleProvider> m_provider;
+    QPointer<QObject> m_context;
+    Video::Completion m_completion;
+    QSet<qint64> m_tried;
+};
+
+// Answers on the next turn of the event loop, as the services do.
+void answerLater(QObject *context, Video::Completion completion, const Video &video)
+{
+    QPointer<QObject> guard(context);
+    QMetaObject::invokeMethod(QCoreApplication::instance(), [guard, completion, video] {
+        if (guard)
+            completion(video);
+    }, Qt::QueuedConnection);
+}
+
+} // namespace
+
+void Video::searchAndDownloadSubtitle(QObject *context, Completion completion) const
+{
+    if (SubtitlesFolder::prepare().isEmpty()) {
+        // No subtitles folder (no HOME): nothing is searched.
+        Video unsearched(*this);
+        unsearched.subStatus = SubtitleStauts::notSearched;
+        const QString folder = ServiceConfig::subtitlesFolder();
+        unsearched.statusText = folder.isEmpty() ? QStringLiteral("No subtitles folder: HOME is not set")
+                                                 : QStringLiteral("The subtitles folder %1 could not be written").arg(folder);
+        Diagnostics::write(unsearched.statusText);
+        answerLater(context, std::move(completion), unsearched);
+        return;
+    }
+    const Outcome<std::shared_ptr<SubtitleProvider>> provider = SubtitleProvider::create();
+    if (!provider) {
+        Video unsearched(*this);
+        unsearched.subStatus = SubtitleStauts::notSearched;
+        unsearched.statusText = provider.errorText();
+        Diagnostics::write(provider.errorText());
+        answerLater(context, std::move(completion), unsearched);
+        return;
+    }
+    std::make_shared<SubtitleStage>(*this, *provider, context, std::move(completion))->start();
 }
 
 void Video::downloadSubtitleWithFileID(const QString &fileID, const QString &ext, QObject *context,
                                        Completion completion) const
 {
     auto video = std::make_shared<Video>(*this);
+    bool ok = false;
+    const qint64 id = fileID.toLongLong(&ok, 10);
+    const Outcome<std::shared_ptr<SubtitleProvider>> created = SubtitleProvider::create();
+    if (!created || !ok) {
+        video->statusText = created ? QStringLiteral("Not a subtitle file id: ") + fileID : created.errorText();
+        answerLater(context, std::move(completion), *video);
+        return;
+    }
     QPointer<QObject> guard(context);
     auto finish = [video, guard, completion] {
         if (guard)
             completion(*video);
     };
-    bool ok = false;
-    const qint64 id = fileID.toLongLong(&ok, 10);
-    auto provider = SubtitleProvider::create();
-    provider->logIn([video, provider, finish, id, ok, ext](bool loggedIn) {
-        if (!loggedIn || !ok) {
+    std::shared_ptr<SubtitleProvider> provider = *created;
+    provider->logIn([video, provider, finish, id, ext](const Status &loggedIn) {
+        if (!loggedIn) {
+            video->statusText = loggedIn.errorText();
             finish();
             return;
         }
-        provider->downloadSubtitle(id, [video, finish, ext](const QByteArray &content) {
-            video->save(content, ext);
+        provider->downloadSubtitle(id, [video, finish, ext, id](const Outcome<QByteArray> &content) {
+            if (content)
+                (void)video->saveChecked(*content, ext, id);
+            else
+                video->statusText = content.errorText();
             finish();
         });
     });
@@ -175,8 +293,17 @@ void Video::getSubtitleList(const QString &imdbID, QObject *context,
                             std::function<void(const QList<SubtitleCandidate> &)> completion)
 {
     QPointer<QObject> guard(context);
-    auto provider = SubtitleProvider::create();
-    provider->logIn([provider, imdbID, guard, completion](bool) {
+    const Outcome<std::shared_ptr<SubtitleProvider>> created = SubtitleProvider::create();
+    if (!created) {
+        Diagnostics::write(created.errorText());
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [guard, completion] {
+            if (guard)
+                completion({});
+        }, Qt::QueuedConnection);
+        return;
+    }
+    std::shared_ptr<SubtitleProvider> provider = *created;
+    provider->logIn([provider, imdbID, guard, completion](const Status &) {
         provider->searchSubtitleList(imdbID, [provider, guard, completion](const QList<SubtitleCandidate> &records) {
             if (guard)
                 completion(records);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Candidates.h"
+#include "base/Outcome.h"
 
 #include <QList>
 #include <QObject>
@@ -48,14 +49,24 @@ public:
     std::optional<SubtitleStauts> subStatus = SubtitleStauts::notSearched;
     std::optional<Subtitle> subtitle;
     QString downloadedSubtitlePath;
+    /** Why the stage ended as it did, for the person (a missing key, the download limit, a rejected file); empty when found. */
+    QString statusText;
+
+    /** Subtitles downloaded (or taken from the cache) for one movie at most; a rejected one makes room for the next candidate. */
+    static constexpr int MaxDownloadsPerMovie = 3;
 
     /** The movie hash text of the file. */
     QString getMovieHashString() const;
 
     using Completion = std::function<void(const Video &updated)>;
-    /** Log in, search by hash, then by IMDb id, download and save. */
+    /**
+     * Log in, search by hash, then by IMDb id; download the candidates in
+     * turn until one passes SubtitleCheck, and save it as UTF-8 text with its
+     * format's extension. Without a configured service: notSearched, with
+     * the reason in `statusText`.
+     */
     void searchAndDownloadSubtitle(QObject *context, Completion completion) const;
-    /** Download and save the subtitle the user chose. */
+    /** Download, check and save the subtitle the user chose; a file that fails the check is not saved. */
     void downloadSubtitleWithFileID(const QString &fileID, const QString &ext, QObject *context,
                                     Completion completion) const;
     /** The candidates for the subtitle window. */
@@ -64,4 +75,10 @@ public:
 
     /** Saves `content` as the subtitle with extension `ext`; found when the file then exists. */
     void save(const QByteArray &content, const QString &ext);
+    /**
+     * Checks downloaded bytes (SubtitleCheck) and saves them as UTF-8 with
+     * their format's extension; an error (Invalid: turned away, Io: not
+     * written) with the reason also in `statusText`.
+     */
+    Status saveChecked(const QByteArray &content, const QString &claimedFormat, qint64 fileID);
 };

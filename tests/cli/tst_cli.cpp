@@ -97,7 +97,7 @@ private Q_SLOTS:
                                         QStringLiteral("--preset"), QStringLiteral("4"), QStringLiteral("--stagger"),
                                         QStringLiteral("0"), QStringLiteral("--json")}
                             + files);
-        QCOMPARE(run.exitCode, 0);
+        QVERIFY2(run.exitCode == 0, run.err.constData());
         const QJsonObject report = QJsonDocument::fromJson(run.out).object();
         QCOMPARE(report[QStringLiteral("items")].toArray().size(), 2);
         const QJsonArray results = report[QStringLiteral("results")].toArray();

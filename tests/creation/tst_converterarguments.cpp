@@ -74,23 +74,41 @@ private Q_SLOTS:
             << words("-i /in/movie.mkv -map 0:0 -c:v copy -map 0:1 -c:a copy -y /out/T.mp4");
         QTest::newRow("re-encode, first audio, subtitle")
             << QVariantList{track("Video", "mpeg4", "0"), track("Audio", "dts", "1"), track("Audio", "ac3", "2")} << true
-            << words("-i /in/movie.mkv -sub_charenc UTF-8 -i /home/u/Subtitles/movie.srt -map 0:0 -c:v libx264 -ac 2 "
-                     "-map 0:1 -c:a aac -map 1 -c:s mov_text -metadata:s:2 language=eng -y /out/T.mp4");
+            << words("-i /in/movie.mkv -sub_charenc UTF-8 -f srt -i /home/u/Subtitles/movie.srt -map 0:0 -c:v libx264 -ac 2 "
+                     "-map 0:1 -c:a aac -map 1:s:0 -c:s mov_text -metadata:s:2 language=eng -y /out/T.mp4");
         QTest::newRow("ac3 copied")
             << QVariantList{track("Video", "h264", "1"), track("Audio", "ac3", "0")} << false
             << words("-i /in/movie.mkv -map 0:1 -c:v copy -map 0:0 -c:a copy -y /out/T.mp4");
         QTest::newRow("nothing to map, subtitle")
             << QVariantList{track("Other", "bin_data", "0")} << true
-            << words("-i /in/movie.mkv -sub_charenc UTF-8 -i /home/u/Subtitles/movie.srt -map 1 -c:s mov_text "
+            << words("-i /in/movie.mkv -sub_charenc UTF-8 -f srt -i /home/u/Subtitles/movie.srt -map 1:s:0 -c:s mov_text "
                      "-metadata:s:0 language=eng -y /out/T.mp4");
         QTest::newRow("audio only, subtitle")
             << QVariantList{track("Audio", "aac", "0")} << true
-            << words("-i /in/movie.mkv -sub_charenc UTF-8 -i /home/u/Subtitles/movie.srt -map 0:0 -c:a copy -map 1 "
+            << words("-i /in/movie.mkv -sub_charenc UTF-8 -f srt -i /home/u/Subtitles/movie.srt -map 0:0 -c:a copy -map 1:s:0 "
                      "-c:s mov_text -metadata:s:1 language=eng -y /out/T.mp4");
         QTest::newRow("second video dropped")
             << QVariantList{track("Video", "hevc", "0"), track("Video", "h264", "1"), track("Subtitle", "subrip", "2"),
                             track("Poster", "png", "3")}
             << false << words("-i /in/movie.mkv -map 0:0 -c:v libx264 -y /out/T.mp4");
+    }
+
+    void subtitleFormatIsNamed_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("format");
+        QTest::newRow("SubRip") << QStringLiteral("/h/Subtitles/Heat.srt") << QStringLiteral("srt");
+        QTest::newRow("MicroDVD") << QStringLiteral("/h/Subtitles/Heat.sub") << QStringLiteral("microdvd");
+        QTest::newRow("SubViewer") << QStringLiteral("/h/Subtitles/Heat.sbv") << QStringLiteral("subviewer");
+        QTest::newRow("WebVTT") << QStringLiteral("/h/Subtitles/Heat.VTT") << QStringLiteral("webvtt");
+        QTest::newRow("ASS") << QStringLiteral("/h/Subtitles/Heat.1995.ass") << QStringLiteral("ass");
+    }
+
+    void subtitleFormatIsNamed()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, format);
+        QCOMPARE(ConverterArguments::subtitleInputFormat(path), format);
     }
 
     void argumentTable()

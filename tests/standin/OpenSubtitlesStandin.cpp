@@ -37,6 +37,14 @@ const QHash<int, QList<Entry>> &byImdb()
         {113277,
          {{QStringLiteral("3001"), QStringLiteral("srt"), QStringLiteral("02:48:00"), QStringLiteral("Heat.1995.srt"),
            QStringLiteral("erin")}}},
+        // Files that must be turned away before the good one (OpenSubtitlesStandin::CheckedImdb).
+        {4000001,
+         {{QStringLiteral("4002"), QStringLiteral("srt"), QStringLiteral("03:00:00"), QStringLiteral("Other.Cut.srt"),
+           QStringLiteral("frank")},
+          {QStringLiteral("4004"), QStringLiteral("srt"), QStringLiteral("00:00:04"), QStringLiteral("Posing.srt"),
+           QStringLiteral("gina")},
+          {QStringLiteral("4003"), QStringLiteral("srt"), QStringLiteral("00:00:04"), QStringLiteral("Latin.srt"),
+           QStringLiteral("hugo")}}},
     };
     return entries;
 }
@@ -50,6 +58,7 @@ QString hashFileID(const QString &hash)
     return QString::number(900000 + g_hashOrder.indexOf(hash));
 }
 bool g_loginRefused = false;
+bool g_advertisement = false;
 int g_quota = 100;
 const QString g_token = QStringLiteral("standin-token-8c1b5d");
 
@@ -73,9 +82,8 @@ QVariant answer(const QString &method, const QVariantList &parameters)
             return status("400 Bad Request");
         if (parameters.at(3).toString() != QLatin1String("Titlewright v1.0"))
             return status("414 Unknown User Agent");
-        if (g_loginRefused)
-            return status("401 Unauthorized");
-        QVariantMap reply = status("200 OK");
+        // The service names a refused log-in in its status, and may still hand out a token.
+        QVariantMap reply = status(g_loginRefused ? "401 Unauthorized" : "200 OK");
         reply.insert(QStringLiteral("token"), g_token);
         return reply;
     }
@@ -85,8 +93,8 @@ QVariant answer(const QString &method, const QVariantList &parameters)
         const QVariantMap query = parameters.value(1).toList().value(0).toMap();
         QVariantList data;
         const QString hash = query.value(QStringLiteral("moviehash")).toString();
-        if (!hash.isEmpty() && g_hashSubtitles.contains(hash)) {
-            data.append(record({hashFileID(hash), QStringLiteral("srt"), QStringLiteral("00:00:02"),
+        if (!hash.isEmpty() && g_hashSubtitles.contains(hash.rightJustified(16, QLatin1Char('0')))) {
+            data.append(record({hashFileID(hash.rightJustified(16, QLatin1Char('0'))), QStringLiteral("srt"), QStringLiteral("00:00:02"),
                                 QStringLiteral("ByHash.srt"), QStringLiteral("hasher")}));
         } else if (query.contains(QStringLiteral("imdbid"))) {
             for (const Entry &entry : byImdb().value(query.value(QStringLiteral("imdbid")).toInt()))
@@ -99,7 +107,7 @@ QVariant answer(const QString &method, const QVariantList &parameters)
     }
     if (method == QLatin1String("DownloadSubtitles")) {
         const QString id = QString::number(parameters.value(1).toList().value(0).toLongLong());
-        const QByteArray text = OpenSubtitlesStandin::subtitleText(id);
+        const QByteArray text = g_advertisement ? OpenSubtitlesStandin::advertisement() : OpenSubtitlesStandin::subtitleText(id);
         if (text.isEmpty())
             return status("407 Download limit reached");
         QVariantMap reply = status("200 OK");
@@ -170,6 +178,10 @@ Reply restSearch(const StandinServer::Request &request)
     }
     QJsonArray data;
     const QString hash = request.query.queryItemValue(QStringLiteral("moviehash"));
+    // The service wants exactly 16 hexadecimal digits, and answers 400 with an empty body otherwise.
+    static const QRegularExpression sixteenDigits(QStringLiteral("^[0-9a-f]{16}$"));
+    if (request.query.hasQueryItem(QStringLiteral("moviehash")) && !sixteenDigits.match(hash).hasMatch())
+        return StandinServer::plain(400, "application/json", {});
     if (!hash.isEmpty() && g_hashSubtitles.contains(hash))
         data.append(restSubtitle(hashFileID(hash), QStringLiteral("ByHash"), QStringLiteral("hasher"), 0, true));
     const int imdb = request.query.queryItemValue(QStringLiteral("imdb_id")).toInt();
@@ -185,17 +197,20 @@ Reply restSearch(const StandinServer::Request &request)
 }
 
 QString g_baseUrl;
+QString g_memberBaseUrl;
 
 Reply restDownload(const StandinServer::Request &request)
 {
     const QString id = QString::number(QJsonDocument::fromJson(request.body).object().value(QStringLiteral("file_id")).toInteger());
-    if (g_quota <= 0)
+    if (g_quota <= 0) {
+        --g_quota; // a refused download still counts
         return StandinServer::json({{QStringLiteral("requests"), 101},
-                                    {QStringLiteral("remaining"), -1},
-                                    {QStringLiteral("message"), QStringLiteral("You have downloaded your allowed 100 subtitles for 24h.Your quota will be renewed in 07 hours and 31 minutes (2026-11-24 00:00:00 UTC) ")},
+                                    {QStringLiteral("remaining"), 0},
+                                    {QStringLiteral("message"), QStringLiteral("You have downloaded your allowed 100 subtitles for 24h.Your quota will be renewed in 07 hours and 31 minutes (2099-11-24 14:00:00 UTC) ")},
                                     {QStringLiteral("reset_time"), QStringLiteral("07 hours and 31 minutes")},
-                                    {QStringLiteral("reset_time_utc"), QStringLiteral("2026-11-24T00:00:00.000Z")}},
+                                    {QStringLiteral("reset_time_utc"), QStringLiteral("2099-11-24T14:00:00.000Z")}},
                                    406);
+    }
     --g_quota;
     return StandinServer::json({{QStringLiteral("link"), QString(g_baseUrl + QStringLiteral("/download/files/") + id + QStringLiteral(".srt"))},
                                 {QStringLiteral("file_name"), QString(id + QStringLiteral(".srt"))},
@@ -203,12 +218,13 @@ Reply restDownload(const StandinServer::Request &request)
                                 {QStringLiteral("remaining"), g_quota},
                                 {QStringLiteral("message"), QStringLiteral("Your quota will be renewed in 07 hours and 31 minutes")},
                                 {QStringLiteral("reset_time"), QStringLiteral("07 hours and 31 minutes")},
-                                {QStringLiteral("reset_time_utc"), QStringLiteral("2026-11-24T00:00:00.000Z")}});
+                                {QStringLiteral("reset_time_utc"), QStringLiteral("2099-11-24T14:00:00.000Z")}});
 }
 
 Reply restFile(const StandinServer::Request &request)
 {
-    const QByteArray text = OpenSubtitlesStandin::subtitleText(request.path.section(QLatin1Char('/'), -1).section(QLatin1Char('.'), 0, 0));
+    const QString id = request.path.section(QLatin1Char('/'), -1).section(QLatin1Char('.'), 0, 0);
+    const QByteArray text = g_advertisement ? OpenSubtitlesStandin::advertisement() : OpenSubtitlesStandin::subtitleText(id);
     return StandinServer::plain(text.isEmpty() ? 404 : 200, "application/x-subrip", text);
 }
 
@@ -219,15 +235,30 @@ Reply restLogin(const StandinServer::Request &request)
         || body.value(QStringLiteral("password")).toString() != QLatin1String("s3cret"))
         return StandinServer::json({{QStringLiteral("message"), QStringLiteral("Error, invalid username/password")}, {QStringLiteral("status"), 401}}, 401);
     return StandinServer::json({{QStringLiteral("user"), QJsonObject{{QStringLiteral("allowed_downloads"), 1000}, {QStringLiteral("level"), QStringLiteral("VIP Member")}}},
-                                {QStringLiteral("base_url"), QStringLiteral("api.opensubtitles.com")},
+                                {QStringLiteral("base_url"), g_memberBaseUrl},
                                 {QStringLiteral("token"), QStringLiteral("rest-token-b7e1")},
                                 {QStringLiteral("status"), 200}});
 }
 
 } // namespace
 
+QByteArray OpenSubtitlesStandin::advertisement()
+{
+    return QByteArrayLiteral("1\n00:00:01,000 --> 00:00:05,000\nBecome OpenSubtitles.org VIP member to get subtitles \xe2\x86\x92 osdb.link/vip\n");
+}
+
 QByteArray OpenSubtitlesStandin::subtitleText(const QString &fileID)
 {
+    if (fileID == QLatin1String("4002")) // 3 hours long: made for another cut
+        return QByteArrayLiteral("1\n00:00:01,000 --> 00:00:02,000\nOne\n\n2\n00:00:03,000 --> 00:00:04,000\nTwo\n\n"
+                                 "3\n02:59:58,000 --> 03:00:00,000\nThree\n");
+    if (fileID == QLatin1String("4003")) // Windows-1252
+        return QByteArrayLiteral("1\n00:00:01,000 --> 00:00:02,000\nCaf\xe9 cr\xe8me\n\n2\n00:00:02,500 --> 00:00:03,000\n"
+                                 "\x93Na\xefve\x94 \x96 d\xe9j\xe0 vu\n\n3\n00:00:03,500 --> 00:00:04,000\nGar\xe7on, \xe0 bient\xf4t\n");
+    if (fileID == QLatin1String("4004")) // the head of an MP4 file
+        return QByteArray::fromHex("0000001c667479706973736f6d0000020069736f6d69736f326d703431000000086672656500")
+            + QByteArray(4096, '\x01');
+
     for (const QString &hash : std::as_const(g_hashOrder)) {
         if (hashFileID(hash) == fileID)
             return g_hashSubtitles.value(hash);
@@ -236,7 +267,9 @@ QByteArray OpenSubtitlesStandin::subtitleText(const QString &fileID)
         for (const Entry &entry : entries) {
             if (entry.fileID == fileID)
                 return QByteArrayLiteral("1\n00:00:01,000 --> 00:00:02,000\nSubtitle ") + fileID.toLatin1()
-                    + QByteArrayLiteral(" of ") + entry.fileName.toUtf8() + QByteArrayLiteral("\n");
+                    + QByteArrayLiteral(" of ") + entry.fileName.toUtf8()
+                    + QByteArrayLiteral("\n\n2\n00:00:02,000 --> 00:00:03,000\nSecond line\n\n"
+                                        "3\n00:00:03,000 --> 00:00:04,000\nThird line\n");
         }
     }
     return {};
@@ -245,12 +278,16 @@ QByteArray OpenSubtitlesStandin::subtitleText(const QString &fileID)
 QStringList OpenSubtitlesStandin::environment(const StandinServer &server)
 {
     return {QStringLiteral("KINOVELA_OPENSUBTITLES_URL=") + server.baseUrl() + QStringLiteral("/xml-rpc"),
-            QStringLiteral("KINOVELA_OPENSUBTITLES_REST_URL=") + server.baseUrl() + QStringLiteral("/api/v1")};
+            QStringLiteral("KINOVELA_OPENSUBTITLES_REST_URL=") + server.baseUrl() + QStringLiteral("/api/v1"),
+            // Tests that need no key use the XML-RPC service; REST tests choose "rest" and set restApiKey().
+            QStringLiteral("KINOVELA_OPENSUBTITLES_PROVIDER=legacy")};
 }
 
 void OpenSubtitlesStandin::install(StandinServer &server)
 {
     g_baseUrl = server.baseUrl();
+    // Members are served from another host; "localhost" reaches the same server under another name.
+    g_memberBaseUrl = QStringLiteral("localhost:") + QString::number(server.port());
     server.addRoute(QStringLiteral("rest-login"), "POST", QStringLiteral("/api/v1/login"), restLogin, rest);
     server.addRoute(QStringLiteral("rest-search"), "GET", QStringLiteral("/api/v1/subtitles"), restSearch, rest);
     server.addRoute(QStringLiteral("rest-download"), "POST", QStringLiteral("/api/v1/download"), restDownload, rest);
@@ -274,9 +311,15 @@ void OpenSubtitlesStandin::setDownloadQuota(int remaining)
 
 void OpenSubtitlesStandin::addHashSubtitle(const QString &movieHash, const QByteArray &content)
 {
-    g_hashSubtitles.insert(movieHash, content);
-    if (!g_hashOrder.contains(movieHash))
-        g_hashOrder.append(movieHash);
+    const QString hash = movieHash.rightJustified(16, QLatin1Char('0'));
+    g_hashSubtitles.insert(hash, content);
+    if (!g_hashOrder.contains(hash))
+        g_hashOrder.append(hash);
+}
+
+void OpenSubtitlesStandin::setAdvertisement(bool advertisement)
+{
+    g_advertisement = advertisement;
 }
 
 void OpenSubtitlesStandin::clearHashSubtitles()

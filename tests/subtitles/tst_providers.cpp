@@ -4,10 +4,14 @@
 #include "standin/StandinServer.h"
 #include "standin/StandinServices.h"
 #include "subtitles/OpenSubtitlesRest.h"
+#include "subtitles/SubtitleCache.h"
+#include "subtitles/SubtitleCredentials.h"
+#include "subtitles/SubtitleQuota.h"
 #include "subtitles/Video.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
+#include <QProcess>
 
 /** The subtitle stage through both services: the same outcomes, whichever is configured. */
 class TestProviders : public QObject
@@ -20,6 +24,7 @@ private:
 
     void useProvider(const QString &provider)
     {
+        qputenv("KINOVELA_OPENSUBTITLES_PROVIDER", provider == QLatin1String("rest") ? "rest" : "legacy");
         if (provider == QLatin1String("rest"))
             qputenv("KINOVELA_OPENSUBTITLES_API_KEY", OpenSubtitlesStandin::restApiKey());
         else
@@ -77,6 +82,10 @@ private Q_SLOTS:
         OpenSubtitlesStandin::clearHashSubtitles();
         OpenSubtitlesStandin::setDownloadQuota(100);
         OpenSubtitlesStandin::setLoginRefused(false);
+        OpenSubtitlesStandin::setAdvertisement(false);
+        OpenSubtitlesRest::forgetSession();
+        SubtitleCache::clear();
+        SubtitleQuota::forget();
         qunsetenv("KINOVELA_OPENSUBTITLES_USER");
         qunsetenv("KINOVELA_OPENSUBTITLES_PASSWORD");
         QFile::remove(ServiceConfig::subtitlesFolder());
@@ -111,7 +120,10 @@ private Q_SLOTS:
         QCOMPARE(m_server->requests().constFirst().header("User-Agent"), userAgent);
         // By movie hash, even without an IMDb number.
         const QString hashed = movie(QStringLiteral("Hashed.mp4"));
-        OpenSubtitlesStandin::addHashSubtitle(Video(hashed, QString(), 0).getMovieHashString(), "1\n00:00:01,000 --> 00:00:02,000\nHashed\n");
+        OpenSubtitlesStandin::addHashSubtitle(Video(hashed, QString(), 0).getMovieHashString(),
+                                              "1\n00:00:01,000 --> 00:00:02,000\nHashed\n\n2\n00:00:02,000 --> 00:00:03,000\nTwo\n\n"
+                                              "3\n00:00:03,000 --> 00:00:03,500\nThree\n");
+        SubtitleCache::clear(); // the same file was searched by hash above, when the service knew nothing for it
         const Video byHash = run(Video(hashed, QString(), 3));
         QCOMPARE(byHash.subStatus, SubtitleStauts::found);
         QFile file(byHash.downloadedSubtitlePath);
@@ -153,6 +165,8 @@ private Q_SLOTS:
         QCOMPARE(searches.at(1).header("User-Agent"), QByteArray("Kinovela v") + KINOVELA_VERSION);
         QCOMPARE(m_server->requests(QStringLiteral("rest-download")).constFirst().header("Authorization"),
                  QByteArray("Bearer rest-token-b7e1"));
+        // After the log-in, calls go to the host its base_url names.
+        QCOMPARE(searches.at(0).header("Host"), QByteArray("localhost:") + QByteArray::number(m_server->port()));
         for (const QString &line : lines)
             QVERIFY(!line.contains(QString::fromLatin1(OpenSubtitlesStandin::restApiKey())) && !line.contains(QStringLiteral("s3cret")));
         useProvider(QString());
@@ -162,6 +176,11 @@ private Q_SLOTS:
     {
         QCOMPARE(OpenSubtitlesRest::imdbNumber(QStringLiteral("tt0068646")), QStringLiteral("68646"));
         QCOMPARE(OpenSubtitlesRest::imdbNumber(QStringLiteral("tt")), QString());
+        QCOMPARE(OpenSubtitlesRest::moviehash(QStringLiteral("1c000")), QStringLiteral("000000000001c000"));
+        QCOMPARE(OpenSubtitlesRest::moviehash(QStringLiteral("5b8f8f4e41ccb21e")), QStringLiteral("5b8f8f4e41ccb21e"));
+        QCOMPARE(OpenSubtitlesRest::moviehash(QStringLiteral("0")), QString());
+        QCOMPARE(OpenSubtitlesRest::apiUrl(QStringLiteral("vip-api.opensubtitles.com")),
+                 QStringLiteral("http://vip-api.opensubtitles.com:%1/api/v1").arg(m_server->port()));
         QCOMPARE(OpenSubtitlesRest::imdbNumber(QStringLiteral("ttx12")), QString());
         QCOMPARE(OpenSubtitlesRest::canonicalQuery({{QStringLiteral("moviehash"), QStringLiteral("ABCD")},
                                                     {QStringLiteral("Languages"), QStringLiteral("en")}}),
@@ -178,15 +197,19 @@ private Q_SLOTS:
             QTest::newRow(name) << QString::fromLatin1(provider) << QString::fromLatin1(failure) << QString::fromLatin1(expected)
                                 << int(status);
         };
-        row("xml-rpc login refused", "xmlrpc", "login", "", SubtitleStauts::notSearched);
+        // A LogIn answered "401 Unauthorized" is a failed log-in, whatever token came with it.
+        row("xml-rpc login 401", "xmlrpc", "login", "refused the log-in", SubtitleStauts::notSearched);
+        row("xml-rpc advertisement", "xmlrpc", "advert", "advertisement", SubtitleStauts::notFound);
         row("xml-rpc server error", "xmlrpc", "server", "", SubtitleStauts::notSearched);
         // The search succeeds but nothing can be saved: the status stays as it was.
-        row("xml-rpc folder not writable", "xmlrpc", "folder", "", SubtitleStauts::notSearched);
+        row("xml-rpc folder not writable", "xmlrpc", "folder", "could not be written", SubtitleStauts::notSearched);
+        row("rest no key", "rest", "nokey", "No OpenSubtitles API key", SubtitleStauts::notSearched);
         row("rest refused key", "rest", "key", "refused the API key", SubtitleStauts::notFound);
-        row("rest quota", "rest", "quota", "download quota reached (406)", SubtitleStauts::notSearched);
+        row("rest quota", "rest", "quota", "download limit reached until 2099-11-24 14:00 UTC", SubtitleStauts::notSearched);
         row("rest rate limit", "rest", "ratelimit", "rate limit reached (429)", SubtitleStauts::notFound);
         row("rest server error", "rest", "server", "server error (500)", SubtitleStauts::notFound);
         row("rest wrong password", "rest", "password", "(401)", SubtitleStauts::notSearched);
+        row("rest advertisement", "rest", "advert", "advertisement", SubtitleStauts::notFound);
     }
 
     void failuresAreNamed()
@@ -197,7 +220,13 @@ private Q_SLOTS:
         QFETCH(int, status);
         useProvider(provider);
         const QString route = provider == QLatin1String("rest") ? QStringLiteral("rest-search") : QStringLiteral("xmlrpc");
-        if (failure == QLatin1String("key")) {
+        if (failure == QLatin1String("nokey")) {
+            if (SubtitleCredentials::hasApplicationKey())
+                QSKIP("this build carries an application key");
+            qunsetenv("KINOVELA_OPENSUBTITLES_API_KEY");
+        } else if (failure == QLatin1String("advert")) {
+            OpenSubtitlesStandin::setAdvertisement(true);
+        } else if (failure == QLatin1String("key")) {
             qputenv("KINOVELA_OPENSUBTITLES_API_KEY", "wrong-key");
         } else if (failure == QLatin1String("quota")) {
             OpenSubtitlesStandin::setDownloadQuota(0);
@@ -220,12 +249,95 @@ private Q_SLOTS:
         const QStringList lines = Diagnostics::stopCapture();
         QCOMPARE(int(video.subStatus.value_or(SubtitleStauts::found)), status);
         QVERIFY(video.downloadedSubtitlePath.isEmpty());
+        QVERIFY(video.statusText.contains(expected)); // what the person is told
+        if (failure == QLatin1String("login"))
+            QCOMPARE(m_server->requests(route).size(), 1); // no search after the refused log-in
+        if (failure == QLatin1String("quota")) {
+            QCOMPARE(SubtitleQuota::current()->remainingText(), QStringLiteral("download limit reached until 2099-11-24 14:00 UTC"));
+            const int asked = int(m_server->requests(QStringLiteral("rest-download")).size());
+            run(Video(movie(QStringLiteral("Heat.avi")), QStringLiteral("tt0113277"), 10200));
+            QCOMPARE(m_server->requests(QStringLiteral("rest-download")).size(), asked); // a spent allowance is not asked again
+        }
         bool named = false;
         for (const QString &line : lines)
             named = named || line.contains(expected);
         QVERIFY2(named || expected.isEmpty(), qPrintable(lines.join(QLatin1Char('\n'))));
         if (failure == QLatin1String("ratelimit"))
             QCOMPARE(m_server->requests(route).size(), 4); // each search retried once, then given up
+        useProvider(QString());
+    }
+
+    void candidatesAreCheckedInTurn()
+    {
+        useProvider(QStringLiteral("rest"));
+        // Three hours long, then a video posing as a subtitle, then a good Windows-1252 file.
+        const Video video = run(Video(movie(QStringLiteral("Checked.mkv")), QStringLiteral("tt4000001"), 10));
+        QCOMPARE(video.subStatus, SubtitleStauts::found);
+        QCOMPARE(m_server->requests(QStringLiteral("rest-download")).size(), 3);
+        QFile file(video.downloadedSubtitlePath);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray saved = file.readAll();
+        QVERIFY(saved.contains("Caf\xc3\xa9 cr\xc3\xa8me"));
+        QVERIFY(saved.contains("\xe2\x80\x9cNa\xc3\xafve\xe2\x80\x9d"));
+        // The window's choice of a file that fails the check leaves nothing behind.
+        const QString other = movie(QStringLiteral("Other.mkv"));
+        const Video posing = download(Video(other, QString(), 10), QStringLiteral("4004"));
+        QCOMPARE(posing.subStatus, SubtitleStauts::notSearched);
+        QVERIFY(posing.statusText.contains(QStringLiteral("binary data")));
+        QVERIFY(!QFile::exists(Subtitle::pathFor(other, QStringLiteral("srt"))));
+    }
+
+    void hashWithLeadingZerosIsFound_data()
+    {
+        QTest::addColumn<QString>("provider");
+        QTest::newRow("xml-rpc") << QStringLiteral("xmlrpc");
+        QTest::newRow("rest") << QStringLiteral("rest");
+    }
+
+    void hashWithLeadingZerosIsFound()
+    {
+        QFETCH(QString, provider);
+        useProvider(provider);
+        // 128 KiB of zero bytes: the hash is the size alone, 0x20000, eleven leading zeros.
+        const QString path = m_files.filePath(QStringLiteral("Zeros.mkv"));
+        QFile zeros(path);
+        QVERIFY(zeros.open(QIODevice::WriteOnly));
+        zeros.write(QByteArray(131072, '\0'));
+        zeros.close();
+        QCOMPARE(Video(path, QString(), 0).getMovieHashString(), QStringLiteral("20000"));
+        OpenSubtitlesStandin::addHashSubtitle(QStringLiteral("20000"), OpenSubtitlesStandin::subtitleText(QStringLiteral("3001")));
+        QCOMPARE(run(Video(path, QString(), 10)).subStatus, SubtitleStauts::found);
+    }
+
+    void repeatedImportSpendsEachDownloadOnce()
+    {
+        useProvider(QStringLiteral("rest"));
+        qputenv("KINOVELA_OPENSUBTITLES_PROVIDER", "rest");
+        const QStringList files{movie(QStringLiteral("Heat.1995.avi"), QStringLiteral("mpeg4-mp3.avi")),
+                                movie(QStringLiteral("The.Dark.Knight.2008.720p.mkv"), QStringLiteral("h264-ac3-srt.mkv"))};
+        const auto import = [&files] {
+            QProcess cli;
+            cli.start(qEnvironmentVariable("KINOVELA_CLI"),
+                      QStringList{QStringLiteral("import"), QStringLiteral("--preset"), QStringLiteral("4"), QStringLiteral("--stagger"),
+                                  QStringLiteral("0"), QStringLiteral("--json")} + files);
+            // The stand-ins answer from this process's event loop: keep it running while the tool works.
+            const bool finished = QTest::qWaitFor([&cli] { return cli.state() == QProcess::NotRunning; }, 120000);
+            return std::pair{finished && cli.exitCode() == 0, cli.readAllStandardError()};
+        };
+        const auto first = import();
+        QVERIFY2(first.first, first.second.constData());
+        QVERIFY2(m_server->requests(QStringLiteral("rest-download")).size() == 2, first.second.constData());
+        const qsizetype searches = m_server->requests(QStringLiteral("rest-search")).size();
+        QVERIFY(import().first);
+        QCOMPARE(m_server->requests(QStringLiteral("rest-download")).size(), 2);
+        QCOMPARE(m_server->requests(QStringLiteral("rest-search")).size(), searches);
+        QVERIFY(QFile::exists(ServiceConfig::subtitlesFolder() + QStringLiteral("/Heat.1995.srt")));
+        QCOMPARE(SubtitleQuota::current()->remaining, 98);
+        // Fewer downloads left than files: said before anything is spent.
+        SubtitleQuota::record(SubtitleQuota{1, QDateTime(QDate(2099, 1, 1), QTime(14, 0), Qt::UTC)});
+        const auto [ok, err] = import();
+        QVERIFY(ok);
+        QVERIFY2(err.contains("may need 2 subtitle downloads, but OpenSubtitles allows only 1 more"), err.constData());
         useProvider(QString());
     }
 };

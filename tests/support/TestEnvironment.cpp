@@ -4,6 +4,8 @@ TestEnvironment::TestEnvironment()
 {
     qputenv("HOME", m_home.path().toUtf8());
     qputenv("XDG_CONFIG_HOME", m_config.path().toUtf8());
+    // The subtitle cache lives under HOME then, never in the person's own cache.
+    qunsetenv("XDG_CACHE_HOME");
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 }
