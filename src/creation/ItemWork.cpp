@@ -85,7 +85,7 @@ Status checkOutput(const QString &path, const QStringList &arguments, double sou
     return {};
 }
 
-/** Creates the home Trash when it is missing, as the freedesktop.org Trash specification allows. */
+/** Creates the home Trash when it is missing, as the freedesktop.org Trash rules allow. */
 void prepareHomeTrash()
 {
     const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
