@@ -2,12 +2,16 @@
 
 #include "app/ImportPipeline.h"
 #include "app/MovieListModel.h"
+#include "app/ServiceProblems.h"
 #include "base/Diagnostics.h"
 #include "creation/CreationBatch.h"
 #include "base/LanguageList.h"
 #include "base/Progress.h"
 #include "base/SearchLanguage.h"
+#include "base/ToolLocator.h"
 #include "base/UserSettings.h"
+
+#include <QSet>
 
 AppCore::AppCore(QObject *parent)
     : QObject(parent)
@@ -18,6 +22,18 @@ AppCore::AppCore(QObject *parent)
 {
     m_importer->setPresetSource([this] { return m_conversionOption; });
     connect(m_batch, &CreationBatch::finished, this, &AppCore::saveFinished);
+    connect(&ServiceProblems::instance(), &ServiceProblems::problem, this, &AppCore::serviceProblem);
+    connect(m_importer, &ImportPipeline::finished, this, [this] {
+        QSet<QString> listed;
+        for (const MovieItem &item : m_list->items())
+            listed.insert(item.value(ItemKey::filePath).toString());
+        QStringList rejected;
+        for (const QString &path : std::as_const(m_importedPaths)) {
+            if (!listed.contains(path))
+                rejected.append(path);
+        }
+        Q_EMIT importFinished(rejected);
+    });
 }
 
 AppCore::~AppCore() = default;
@@ -84,6 +100,13 @@ void AppCore::saveSettings()
 
 void AppCore::importFiles(const QList<QUrl> &urls)
 {
+    if (urls.isEmpty())
+        return;
+    m_importedPaths.clear();
+    for (const QUrl &url : urls)
+        m_importedPaths.append(url.isLocalFile() ? url.toLocalFile() : url.toString());
+    if (ToolLocator::probeProgram().isEmpty())
+        Q_EMIT serviceProblem(QStringLiteral("ffprobe not found: install ffmpeg (or set KINOVELA_FFPROBE to the program)."));
     m_importer->importFiles(urls);
 }
 

@@ -57,7 +57,11 @@ public:
     /** Stores the selected language (when there is one) and the live preset. */
     void saveSettings();
 
-    /** Empties the subtitles folder and imports the files (replacing the list). */
+    /**
+     * Empties the subtitles folder and imports the files (replacing the list).
+     * importFinished() follows with the files that were not listed; without
+     * a probe program serviceProblem() says so first.
+     */
     void importFiles(const QList<QUrl> &urls);
 
     /**
@@ -75,6 +79,13 @@ Q_SIGNALS:
     void selectedLanguageChanged(int index);
     /** One result per item of the Save, in list order. */
     void saveFinished(const QList<CreationResult> &results);
+    /** Every file of importFiles() is listed or rejected; @p rejectedPaths are the ones not listed. */
+    void importFinished(const QStringList &rejectedPaths);
+    /**
+     * A web service or program could not be used at all (unreachable,
+     * refusing the key, ffprobe missing), in a sentence a person can act on.
+     */
+    void serviceProblem(const QString &message);
 
 private:
     MovieListModel *m_list;
@@ -85,4 +96,5 @@ private:
     int m_selectedLanguage = -1;
     Preset m_conversionOption = Presets::Default;
     QString m_languageListPath;
+    QStringList m_importedPaths;
 };

@@ -1,7 +1,9 @@
 #include "app/MovieLookup.h"
 
+#include "app/ServiceProblems.h"
 #include "base/Diagnostics.h"
 #include "base/SearchLanguage.h"
+#include "base/ServiceConfig.h"
 #include "metadata/StoreGenre.h"
 #include "metadata/TMDB.h"
 #include "metadata/TmdbAnswers.h"
@@ -14,6 +16,11 @@
 
 namespace MovieLookup {
 namespace {
+
+void reportTmdbProblem(const Error &error)
+{
+    ServiceProblems::instance().report(QStringLiteral("TMDb"), ServiceConfig::tmdbApiUrl(), error);
+}
 
 void merge(MovieItem &into, const MovieItem &from)
 {
@@ -51,6 +58,7 @@ private:
             m_completion(m_record);
             for (const QString &line : answer.error().details)
                 Diagnostics::write(line);
+            reportTmdbProblem(answer.error());
             return;
         }
         const qsizetype exact = TmdbAnswers::exactTitleIndex(*answer, m_name);
@@ -68,6 +76,7 @@ private:
         if (!answer) {
             Diagnostics::write(QStringLiteral("Inner : ") + m_name + QStringLiteral(" -> ") + answer.errorText());
             m_completion(m_record);
+            reportTmdbProblem(answer.error());
             return;
         }
         const qint64 total = (*answer)["total_results"].integer();
@@ -227,6 +236,42 @@ void getMovieInfo(const QString &movieName, ItemCompletion completion)
 void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion)
 {
     TMDB().getMovieListForSearchString(text, std::move(completion));
+}
+
+void findCandidates(const QString &text, QObject *context,
+                    std::function<void(const Outcome<QList<MovieItem>> &)> completion)
+{
+    const SearchLanguage language = SearchLanguage::current();
+    QPointer<QObject> guard(context);
+    TMDB().searchMovies(text, language.alpha2, [guard, text, language, completion](const Outcome<Json> &answer) {
+        if (!guard)
+            return;
+        if (!answer) {
+            Diagnostics::write(QStringLiteral("In Finding Movie List for Search String : ") + text + QStringLiteral(" -> ")
+                               + answer.errorText());
+            reportTmdbProblem(answer.error());
+            completion(answer.error());
+            return;
+        }
+        const Json results = (*answer)["results"];
+        auto records = std::make_shared<QList<MovieItem>>();
+        for (qsizetype i = 0; i < results.count(); ++i)
+            records->append(TmdbAnswers::matchRecord(results[i], language.english, true));
+        if (records->isEmpty()) {
+            completion(QList<MovieItem>());
+            return;
+        }
+        // Small posters for the result list ("w154": the image server refuses "w150").
+        auto pending = std::make_shared<qsizetype>(records->size());
+        for (qsizetype i = 0; i < records->size(); ++i) {
+            TMDB::getPoster(QStringLiteral("w154"), records->at(i).value(ItemKey::moviePosterPath).toString(),
+                            [guard, records, pending, i, completion](const ItemImage &image) {
+                                (*records)[i].insert(ItemKey::moviePoster, QVariant::fromValue(image));
+                                if (--*pending == 0 && guard)
+                                    completion(*records);
+                            });
+        }
+    });
 }
 
 void applyCandidate(const MovieItem &item, const MovieItem &candidate, Preset preset, QObject *context,

@@ -2,6 +2,7 @@
 
 #include "base/Candidates.h"
 #include "base/MovieItemKeys.h"
+#include "base/Outcome.h"
 #include "base/Preset.h"
 
 #include <QList>
@@ -31,12 +32,22 @@ using ItemCompletion = std::function<void(const MovieItem &item)>;
  * whose title is the name, else (searching again with dots and colons as
  * spaces) the closest title with its year; then its full poster, details and
  * store genre, merged into one record. The not-found record when nothing
- * matches or a search fails.
+ * matches or a search fails (a failure of the service itself is reported
+ * to ServiceProblems).
  */
 void getMovieInfo(const QString &movieName, ItemCompletion completion);
 
 /** Every result of a manual search, as match records with small posters. */
 void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion);
+
+/**
+ * The same search for a window: the results (possibly none), or the failure
+ * when TMDb could not be asked, so that "nothing found" and "TMDb can't be
+ * reached" can be told apart. Service failures are also reported to
+ * ServiceProblems.
+ */
+void findCandidates(const QString &text, QObject *context,
+                    std::function<void(const Outcome<QList<MovieItem>> &)> completion);
 
 /**
  * The item after a person chose @p candidate for it: the candidate's match

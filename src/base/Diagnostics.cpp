@@ -1,7 +1,10 @@
 #include "base/Diagnostics.h"
 
+#include <QList>
 #include <QMutex>
 #include <QStringList>
+
+#include <memory>
 
 #include <cstdio>
 
@@ -14,6 +17,9 @@ struct State {
     QStringList secrets;
     bool capturing = false;
     QStringList captured;
+    using Listener = std::shared_ptr<const std::function<void(const QString &)>>;
+    QList<std::pair<int, Listener>> listeners;
+    int nextListenerId = 1;
 };
 
 State &state()
@@ -60,12 +66,31 @@ void write(const QString &line)
     const QString text = maskedLocked(line);
     if (state().capturing)
         state().captured.append(text);
-    if (state().sink == Sink::Discard)
-        return;
-    FILE *out = state().sink == Sink::StandardError ? stderr : stdout;
-    const QByteArray bytes = text.toUtf8() + '\n';
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), out);
-    std::fflush(out);
+    if (state().sink != Sink::Discard) {
+        FILE *out = state().sink == Sink::StandardError ? stderr : stdout;
+        const QByteArray bytes = text.toUtf8() + '\n';
+        std::fwrite(bytes.constData(), 1, size_t(bytes.size()), out);
+        std::fflush(out);
+    }
+    // Listeners are called without the lock, so one may take as long as it likes.
+    const auto listeners = state().listeners;
+    lock.unlock();
+    for (const auto &entry : listeners)
+        (*entry.second)(text);
+}
+
+int addListener(std::function<void(const QString &line)> listener)
+{
+    QMutexLocker lock(&state().mutex);
+    const int id = state().nextListenerId++;
+    state().listeners.append({id, std::make_shared<const std::function<void(const QString &)>>(std::move(listener))});
+    return id;
+}
+
+void removeListener(int id)
+{
+    QMutexLocker lock(&state().mutex);
+    state().listeners.removeIf([id](const auto &entry) { return entry.first == id; });
 }
 
 void startCapture()
