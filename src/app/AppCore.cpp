@@ -11,6 +11,7 @@
 #include "base/ToolLocator.h"
 #include "base/UserSettings.h"
 
+#include <QFileInfo>
 #include <QSet>
 
 AppCore::AppCore(QObject *parent)
@@ -105,8 +106,11 @@ void AppCore::importFiles(const QList<QUrl> &urls)
     m_importedPaths.clear();
     for (const QUrl &url : urls)
         m_importedPaths.append(url.isLocalFile() ? url.toLocalFile() : url.toString());
-    if (ToolLocator::probeProgram().isEmpty())
-        Q_EMIT serviceProblem(QStringLiteral("ffprobe not found: install ffmpeg (or set KINOVELA_FFPROBE to the program)."));
+    const QString probe = ToolLocator::probeProgram();
+    if (probe.isEmpty() || !QFileInfo(probe).isExecutable())
+        Q_EMIT serviceProblem(QStringLiteral("ffprobe not found%1: install ffmpeg (or set KINOVELA_FFPROBE to the program). "
+                                             "No file can be read without it.")
+                                  .arg(probe.isEmpty() ? QString() : QStringLiteral(" at ") + probe));
     m_importer->importFiles(urls);
 }
 

@@ -77,7 +77,9 @@ QStringList SaveResultDialog::detailsOf(const QList<CreationResult> &results)
         else if (isCancelled(result))
             lines.append(tr("\u2013 %1: not done, the Save was cancelled; the source is kept").arg(nameOf(result)));
         else
-            lines.append(tr("\u2717 %1: %2; the source is kept as it was").arg(nameOf(result), result.reason()));
+            lines.append(QFileInfo::exists(result.source)
+                             ? tr("\u2717 %1: %2; its source is kept as it was").arg(nameOf(result), result.reason())
+                             : tr("\u2717 %1: %2").arg(nameOf(result), result.reason()));
     }
     return lines;
 }

@@ -1,5 +1,6 @@
 #include "WindowDriver.h"
 
+#include "app/ServiceProblems.h"
 #include "ui/LogWindow.h"
 #include "ui/MessageBar.h"
 #include "ui/PosterPanel.h"
@@ -259,6 +260,14 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(d.find<QLabel>("searchStatus")->text().startsWith(QStringLiteral("TMDb could not be asked")), 10000);
         QTRY_VERIFY(d.window->messageBar()->messages().join(QString()).contains(QStringLiteral("Can't reach 127.0.0.1")));
         WindowDriver::press(d.find<QLineEdit>("searchStringTF"), Qt::Key_Escape);
+
+        // Without ffprobe nothing can be read, and the window says so.
+        qputenv("KINOVELA_FFPROBE", "ffprobe-that-is-not-installed");
+        QSignalSpy again(d.window->core(), &AppCore::importFinished);
+        QVERIFY(d.drop({d.movie(QStringLiteral("Heat.1995.avi"), QStringLiteral("mpeg4-mp3.avi"))}));
+        QVERIFY(again.wait(30000));
+        qunsetenv("KINOVELA_FFPROBE");
+        QVERIFY(d.window->messageBar()->messages().join(QString()).contains(QStringLiteral("ffprobe not found: install ffmpeg")));
     }
 
     void saveEndsWithAShortSummary()
@@ -371,6 +380,14 @@ private Q_SLOTS:
         QCOMPARE(ProgressSheet::timeLeftText(0.5, 60000), QStringLiteral("about a minute left"));
         QCOMPARE(ProgressSheet::timeLeftText(0.1, 60000), QStringLiteral("about 9 minutes left"));
         QCOMPARE(ProgressSheet::timeLeftText(0.5, 1000), QString()); // too early to say
+        const QString tmdb = QStringLiteral("https://api.themoviedb.org");
+        QCOMPARE(ServiceProblems::describe(QStringLiteral("TMDb"), tmdb, failure(ErrorKind::Network, QStringLiteral("Host not found"))),
+                 QStringLiteral("Can't reach api.themoviedb.org (Host not found). Check the internet connection."));
+        QCOMPARE(ServiceProblems::describe(QStringLiteral("TMDb"), tmdb,
+                                           failure(ErrorKind::Refused, QStringLiteral("Response status code was unacceptable: 503."))),
+                 QStringLiteral("TMDb has a problem of its own (status 503); try again later."));
+        QCOMPARE(ServiceProblems::describe(QStringLiteral("TMDb"), tmdb, failure(ErrorKind::Missing, QStringLiteral("no such movie"))),
+                 QString()); // not a problem of the service
     }
 };
 
