@@ -22,7 +22,6 @@
 #include <QFileInfo>
 #include <QHeaderView>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QMimeData>
 #include <QScreen>
 #include <QSettings>
@@ -71,11 +70,6 @@ AppDelegate::AppDelegate(QWidget *parent)
     connect(a->quit, &QAction::triggered, this, &QWidget::close);
     connect(a->selectAll, &QAction::triggered, m_table, &QTableView::selectAll);
     connect(a->showLog, &QAction::triggered, m_log, [this] { m_log->show(); m_log->raise(); });
-    connect(a->about, &QAction::triggered, this, [this] {
-        QMessageBox::about(this, tr("About Kinovela"),
-                           tr("<b>Kinovela %1</b><p>Turns movie files into tagged MP4 files for a media library, with "
-                              "metadata from TMDb and subtitles from OpenSubtitles.</p>").arg(QStringLiteral(KINOVELA_VERSION)));
-    });
     connect(a->filterField, &QLineEdit::textChanged, m_table->sortModel(), &MovieSortModel::setFilterText);
     connect(m_table, &MovieTable::selectedMoviesChanged, this, &AppDelegate::selectionChanged);
     connect(m_table, &MovieTable::editRequested, a->edit, &QAction::trigger);
@@ -215,17 +209,7 @@ void AppDelegate::creationTaskWithDestinationFolder(const QString &destinationFo
 
 void AppDelegate::saveFinished(const QList<CreationResult> &results)
 {
-    // Each movie's row says what became of it; a cancelled one stays as it was.
-    MovieListModel *list = m_core->list();
-    for (const CreationResult &result : results) {
-        if (result.status.errorKind() == ErrorKind::Cancelled && !result.succeeded())
-            continue;
-        for (const MovieItem &item : list->items()) {
-            if (item.value(ItemKey::filePath).toString() == result.source)
-                m_table->sortModel()->setSaveOutcome(item.value(ItemKey::serialNumber).toLongLong(), result.succeeded(),
-                                                     result.succeeded() ? result.outputPath : result.reason());
-        }
-    }
+    m_table->sortModel()->showSaveResults(results, m_core->list()->items());
     updateActions();
     Q_EMIT creationFinished(results);
     if (m_quitWhenSaveEnds)
@@ -245,20 +229,8 @@ void AppDelegate::selectionChanged()
 
 void AppDelegate::updateActions()
 {
-    const bool busy = m_importing || m_core->isSaving();
-    const int selected = int(m_table->selectionModel()->selectedRows().size());
-    const int count = m_core->list()->count();
-    WindowActions *a = m_actions;
-    a->open->setEnabled(!busy);
-    a->save->setEnabled(!busy && count > 0);
-    for (QAction *single : {a->findMovie, a->subtitle, a->edit})
-        single->setEnabled(!busy && selected == 1);
-    a->batchEdit->setEnabled(!busy && selected > 0);
-    a->batchEdit->setText(selected > 1 ? tr("&Batch Edit %1 Movies\u2026").arg(selected) : tr("&Batch Edit\u2026"));
-    a->remove->setEnabled(!busy && selected > 0);
-    a->selectAll->setEnabled(count > 0);
-    a->filter->setEnabled(count > 0);
-    a->filterField->setEnabled(count > 0);
+    m_actions->update(m_importing || m_core->isSaving(), int(m_table->selectionModel()->selectedRows().size()),
+                      m_core->list()->count());
 }
 
 void AppDelegate::dragEnterEvent(QDragEnterEvent *event)

@@ -76,9 +76,18 @@ void MovieSortModel::setFilterText(const QString &text)
     invalidateFilter();
 }
 
-void MovieSortModel::setSaveOutcome(qint64 serialNumber, bool saved, const QString &text)
+void MovieSortModel::showSaveResults(const QList<CreationResult> &results, const QList<MovieItem> &items)
 {
-    m_saveOutcomes.insert(serialNumber, {saved, text});
+    QHash<QString, qint64> serialOfFile;
+    for (const MovieItem &item : items)
+        serialOfFile.insert(item.value(ItemKey::filePath).toString(), item.value(ItemKey::serialNumber).toLongLong());
+    for (const CreationResult &result : results) {
+        if (!result.succeeded() && result.status.errorKind() == ErrorKind::Cancelled)
+            continue;
+        if (serialOfFile.contains(result.source))
+            m_saveOutcomes.insert(serialOfFile.value(result.source),
+                                  {result.succeeded(), result.succeeded() ? result.outputPath : result.reason()});
+    }
     if (rowCount() > 0)
         Q_EMIT dataChanged(index(0, StateColumn), index(rowCount() - 1, StateColumn));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/MovieItemKeys.h"
+#include "creation/CreationBatch.h"
 
 #include <QHash>
 #include <QSet>
@@ -32,8 +33,8 @@ public:
     void setFilterText(const QString &text);
     QString filterText() const { return m_filterText; }
 
-    /** What the last Save did with the movie of this serial number. */
-    void setSaveOutcome(qint64 serialNumber, bool saved, const QString &text);
+    /** What the last Save did with each movie of @p items (found by its file); a cancelled one stays as it was. */
+    void showSaveResults(const QList<CreationResult> &results, const QList<MovieItem> &items);
     void clearSaveOutcomes();
 
     State stateOf(const MovieItem &item) const;

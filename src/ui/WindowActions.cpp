@@ -6,6 +6,7 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QToolBar>
 #include <QUndoStack>
 #include <QWidget>
@@ -127,11 +128,30 @@ WindowActions::WindowActions(QMainWindow *window, QUndoStack *undoStack)
     filterField->setMaximumWidth(240);
     filterField->setMinimumWidth(140);
     toolbar->addWidget(filterField);
+    connect(about, &QAction::triggered, window, [window] {
+        QMessageBox::about(window, tr("About Kinovela"),
+                           tr("<b>Kinovela %1</b><p>Turns movie files into tagged MP4 files for a media library, with "
+                              "metadata from TMDb and subtitles from OpenSubtitles.</p>").arg(QStringLiteral(KINOVELA_VERSION)));
+    });
     connect(filter, &QAction::triggered, filterField, [this] {
         filterField->setFocus(Qt::ShortcutFocusReason);
         filterField->selectAll();
     });
     window->addActions({undo, redo, selectAll, filter, showLog, quit});
+}
+
+void WindowActions::update(bool busy, int selected, int count)
+{
+    open->setEnabled(!busy);
+    save->setEnabled(!busy && count > 0);
+    for (QAction *single : {findMovie, subtitle, edit})
+        single->setEnabled(!busy && selected == 1);
+    batchEdit->setEnabled(!busy && selected > 0);
+    batchEdit->setText(selected > 1 ? tr("&Batch Edit %1 Movies\u2026").arg(selected) : tr("&Batch Edit\u2026"));
+    remove->setEnabled(!busy && selected > 0);
+    selectAll->setEnabled(count > 0);
+    filter->setEnabled(count > 0);
+    filterField->setEnabled(count > 0);
 }
 
 void WindowActions::showMatchState(bool identified)

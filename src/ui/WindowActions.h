@@ -39,6 +39,8 @@ public:
     /** The list's filter field, in the toolbar ("filterTF"). */
     QLineEdit *filterField;
 
+    /** Enables what can apply: nothing that changes the list while @p busy, one movie or several as each command needs. */
+    void update(bool busy, int selected, int count);
     /** "Find Movie" or, for an identified movie, "Wrong Movie" (Part 6.1). */
     void showMatchState(bool identified);
 
