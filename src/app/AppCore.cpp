@@ -2,11 +2,13 @@
 
 #include "app/ImportPipeline.h"
 #include "app/MovieListModel.h"
+#include "app/ServiceProblems.h"
 #include "base/Diagnostics.h"
 #include "creation/CreationBatch.h"
 #include "base/LanguageList.h"
 #include "base/Progress.h"
 #include "base/SearchLanguage.h"
+#include "base/ToolLocator.h"
 #include "base/UserSettings.h"
 
 #include <QSettings>
@@ -14,6 +16,8 @@
 namespace {
 const QString DeleteSourcesKey = QStringLiteral("deleteSourcesOutright");
 } // namespace
+#include <QFileInfo>
+#include <QSet>
 
 AppCore::AppCore(QObject *parent)
     : QObject(parent)
@@ -24,6 +28,18 @@ AppCore::AppCore(QObject *parent)
 {
     m_importer->setPresetSource([this] { return m_conversionOption; });
     connect(m_batch, &CreationBatch::finished, this, &AppCore::saveFinished);
+    connect(&ServiceProblems::instance(), &ServiceProblems::problem, this, &AppCore::serviceProblem);
+    connect(m_importer, &ImportPipeline::finished, this, [this] {
+        QSet<QString> listed;
+        for (const MovieItem &item : m_list->items())
+            listed.insert(item.value(ItemKey::filePath).toString());
+        QStringList rejected;
+        for (const QString &path : std::as_const(m_importedPaths)) {
+            if (!listed.contains(path))
+                rejected.append(path);
+        }
+        Q_EMIT importFinished(rejected);
+    });
 }
 
 AppCore::~AppCore() = default;
@@ -90,6 +106,16 @@ void AppCore::saveSettings()
 
 void AppCore::importFiles(const QList<QUrl> &urls)
 {
+    if (urls.isEmpty())
+        return;
+    m_importedPaths.clear();
+    for (const QUrl &url : urls)
+        m_importedPaths.append(url.isLocalFile() ? url.toLocalFile() : url.toString());
+    const QString probe = ToolLocator::probeProgram();
+    if (probe.isEmpty() || !QFileInfo(probe).isExecutable())
+        Q_EMIT serviceProblem(QStringLiteral("ffprobe not found%1: install ffmpeg (or set KINOVELA_FFPROBE to the program). "
+                                             "No file can be read without it.")
+                                  .arg(probe.isEmpty() ? QString() : QStringLiteral(" at ") + probe));
     m_importer->importFiles(urls);
 }
 

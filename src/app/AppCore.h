@@ -59,7 +59,11 @@ public:
     /** Stores the selected language (when there is one) and the live preset. */
     void saveSettings();
 
-    /** Removes the subtitles Kinovela saved earlier and imports the files (replacing the list). */
+    /**
+     * Removes the subtitles Kinovela saved earlier and imports the files (replacing the list).
+     * importFinished() follows with the files that were not listed; without
+     * a probe program serviceProblem() says so first.
+     */
     void importFiles(const QList<QUrl> &urls);
 
     /**
@@ -90,6 +94,13 @@ Q_SIGNALS:
     void selectedLanguageChanged(int index);
     /** One result per item of the Save, in list order. */
     void saveFinished(const QList<CreationResult> &results);
+    /** Every file of importFiles() is listed or rejected; @p rejectedPaths are the ones not listed. */
+    void importFinished(const QStringList &rejectedPaths);
+    /**
+     * A web service or program could not be used at all (unreachable,
+     * refusing the key, ffprobe missing), in a sentence a person can act on.
+     */
+    void serviceProblem(const QString &message);
 
 private:
     MovieListModel *m_list;
@@ -101,4 +112,5 @@ private:
     Preset m_conversionOption = Presets::Default;
     QString m_languageListPath;
     std::optional<bool> m_runDeletesSources;
+    QStringList m_importedPaths;
 };

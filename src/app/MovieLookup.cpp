@@ -1,5 +1,6 @@
 #include "app/MovieLookup.h"
 
+#include "app/ServiceProblems.h"
 #include "base/Diagnostics.h"
 #include "base/SearchLanguage.h"
 #include "base/ServiceConfig.h"
@@ -16,26 +17,11 @@
 namespace MovieLookup {
 namespace {
 
-/** Why a search could not be made, in words a person can act on. */
-QString lookupFailureReason(const Error &error)
+/** Why a search could not be made, in words a person can act on; the window's message bar hears it too. */
+QString reportTmdbProblem(const Error &error)
 {
-    const QString host = QUrl(ServiceConfig::tmdbApiUrl()).host();
-    switch (error.kind) {
-    case ErrorKind::Refused:
-        if (error.text.contains(QLatin1String(": 401")))
-            return QStringLiteral("TMDb refused the API key");
-        if (error.text.contains(QLatin1String(": 429")))
-            return QStringLiteral("TMDb is limiting requests; try again in a minute");
-        return QStringLiteral("TMDb answered with an error (%1)").arg(error.text);
-    case ErrorKind::TimedOut:
-        return QStringLiteral("%1 did not answer in time").arg(host);
-    case ErrorKind::Network:
-        return QStringLiteral("can't reach %1 (%2)").arg(host, error.text);
-    case ErrorKind::Missing:
-        return error.text;
-    default:
-        return QStringLiteral("TMDb's answer could not be read (%1)").arg(error.text);
-    }
+    ServiceProblems::instance().report(QStringLiteral("TMDb"), ServiceConfig::tmdbApiUrl(), error);
+    return ServiceProblems::describe(QStringLiteral("TMDb"), ServiceConfig::tmdbApiUrl(), error);
 }
 
 void merge(MovieItem &into, const MovieItem &from)
@@ -65,6 +51,7 @@ public:
             const Error noKey = failure(ErrorKind::Missing, QStringLiteral("no TMDb key: enter one in Settings or set KINOVELA_TMDB_API_KEY"));
             Diagnostics::write(QStringLiteral("Outer : ") + m_name + QStringLiteral(" -> ") + noKey.text);
             m_record.insert(ItemKey::lookupFailure, noKey.text);
+            Q_EMIT ServiceProblems::instance().problem(noKey.text);
             // Answered from the event loop, like every lookup.
             TMDB::delay(0, [self = shared_from_this()] { self->m_completion(self->m_record); });
             return;
@@ -79,7 +66,7 @@ private:
     {
         if (!answer) {
             Diagnostics::write(QStringLiteral("Outer : ") + m_name + QStringLiteral(" -> ") + answer.errorText());
-            m_record.insert(ItemKey::lookupFailure, lookupFailureReason(answer.error()));
+            m_record.insert(ItemKey::lookupFailure, reportTmdbProblem(answer.error()));
             m_completion(m_record);
             for (const QString &line : answer.error().details)
                 Diagnostics::write(line);
@@ -99,7 +86,7 @@ private:
     {
         if (!answer) {
             Diagnostics::write(QStringLiteral("Inner : ") + m_name + QStringLiteral(" -> ") + answer.errorText());
-            m_record.insert(ItemKey::lookupFailure, lookupFailureReason(answer.error()));
+            m_record.insert(ItemKey::lookupFailure, reportTmdbProblem(answer.error()));
             m_completion(m_record);
             return;
         }
@@ -260,6 +247,42 @@ void getMovieInfo(const QString &movieName, ItemCompletion completion)
 void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion)
 {
     TMDB().getMovieListForSearchString(text, std::move(completion));
+}
+
+void findCandidates(const QString &text, QObject *context,
+                    std::function<void(const Outcome<QList<MovieItem>> &)> completion)
+{
+    const SearchLanguage language = SearchLanguage::current();
+    QPointer<QObject> guard(context);
+    TMDB().searchMovies(text, language.alpha2, [guard, text, language, completion](const Outcome<Json> &answer) {
+        if (!guard)
+            return;
+        if (!answer) {
+            Diagnostics::write(QStringLiteral("In Finding Movie List for Search String : ") + text + QStringLiteral(" -> ")
+                               + answer.errorText());
+            reportTmdbProblem(answer.error());
+            completion(answer.error());
+            return;
+        }
+        const Json results = (*answer)["results"];
+        auto records = std::make_shared<QList<MovieItem>>();
+        for (qsizetype i = 0; i < results.count(); ++i)
+            records->append(TmdbAnswers::matchRecord(results[i], language.english, true));
+        if (records->isEmpty()) {
+            completion(QList<MovieItem>());
+            return;
+        }
+        // Small posters for the result list ("w154": the image server refuses "w150").
+        auto pending = std::make_shared<qsizetype>(records->size());
+        for (qsizetype i = 0; i < records->size(); ++i) {
+            TMDB::getPoster(QStringLiteral("w154"), records->at(i).value(ItemKey::moviePosterPath).toString(),
+                            [guard, records, pending, i, completion](const ItemImage &image) {
+                                (*records)[i].insert(ItemKey::moviePoster, QVariant::fromValue(image));
+                                if (--*pending == 0 && guard)
+                                    completion(*records);
+                            });
+        }
+    });
 }
 
 void applyCandidate(const MovieItem &item, const MovieItem &candidate, Preset preset, QObject *context,

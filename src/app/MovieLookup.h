@@ -2,6 +2,7 @@
 
 #include "base/Candidates.h"
 #include "base/MovieItemKeys.h"
+#include "base/Outcome.h"
 #include "base/Preset.h"
 
 #include <QList>
@@ -32,12 +33,22 @@ using ItemCompletion = std::function<void(const MovieItem &item)>;
  * spaces) the closest title with its year; then its full poster, details and
  * store genre, merged into one record. The not-found record when nothing
  * matches or a search fails; when a search could not be made (no key, a
- * refused key, an unreachable service) "lookupFailure" says why.
+ * refused key, an unreachable service) "lookupFailure" says why, and the
+ * same sentence goes to ServiceProblems for the window's message bar.
  */
 void getMovieInfo(const QString &movieName, ItemCompletion completion);
 
 /** Every result of a manual search, as match records with small posters. */
 void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion);
+
+/**
+ * The same search for a window: the results (possibly none), or the failure
+ * when TMDb could not be asked, so that "nothing found" and "TMDb can't be
+ * reached" can be told apart. Service failures are also reported to
+ * ServiceProblems.
+ */
+void findCandidates(const QString &text, QObject *context,
+                    std::function<void(const Outcome<QList<MovieItem>> &)> completion);
 
 /**
  * The item after a person chose @p candidate for it: the candidate's match

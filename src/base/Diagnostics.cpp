@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QList>
 #include <QMutex>
 #include <QSet>
 #include <QStringList>
@@ -26,6 +27,9 @@ struct State {
     QString status;
     bool capturing = false;
     QStringList captured;
+    using Listener = std::shared_ptr<const std::function<void(const QString &)>>;
+    QList<std::pair<int, Listener>> listeners;
+    int nextListenerId = 1;
 };
 
 State &state()
@@ -133,16 +137,19 @@ void write(Level level, const QString &line)
     if (state().capturing)
         state().captured.append(text);
     logLocked(text);
-    if (!sinkShowsLocked(level, text))
-        return;
-    if (state().sink == Sink::StandardOutput) {
-        put(stdout, text.toUtf8() + '\n');
-        return;
+    if (sinkShowsLocked(level, text)) {
+        if (state().sink == Sink::StandardOutput)
+            put(stdout, text.toUtf8() + '\n');
+        else if (!state().status.isEmpty() && showsStatusLocked())
+            put(stderr, clearLine + text.toUtf8() + '\n' + state().status.toUtf8());
+        else
+            put(stderr, text.toUtf8() + '\n');
     }
-    if (!state().status.isEmpty() && showsStatusLocked())
-        put(stderr, clearLine + text.toUtf8() + '\n' + state().status.toUtf8());
-    else
-        put(stderr, text.toUtf8() + '\n');
+    // Listeners (the window's log view) hear every line, whatever the level; they are called without the lock.
+    const auto listeners = state().listeners;
+    lock.unlock();
+    for (const auto &entry : listeners)
+        (*entry.second)(text);
 }
 
 void write(const QString &line)
@@ -172,6 +179,20 @@ void setStatus(const QString &text)
         return;
     state().status = text;
     put(stderr, clearLine + text.toUtf8());
+}
+
+int addListener(std::function<void(const QString &line)> listener)
+{
+    QMutexLocker lock(&state().mutex);
+    const int id = state().nextListenerId++;
+    state().listeners.append({id, std::make_shared<const std::function<void(const QString &)>>(std::move(listener))});
+    return id;
+}
+
+void removeListener(int id)
+{
+    QMutexLocker lock(&state().mutex);
+    state().listeners.removeIf([id](const auto &entry) { return entry.first == id; });
 }
 
 void startCapture()

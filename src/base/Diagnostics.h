@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <functional>
+
 /**
  * The one place every line meant for a person is written.
  *
@@ -59,6 +61,15 @@ void setStatus(const QString &text);
 /** Every later line has this text replaced by "***". Empty texts are ignored. */
 void addSecret(const QString &secret);
 QString masked(const QString &line);
+
+/**
+ * Adds a function that is given every later line (secrets masked), on the
+ * thread that wrote it, after the line was written to the sink; the window's
+ * log view listens this way. Returns an id for removeListener(). A listener
+ * must not write diagnostics itself.
+ */
+int addListener(std::function<void(const QString &line)> listener);
+void removeListener(int id);
 
 /** While a capture is active, lines of every level are also appended to the captured list. */
 void startCapture();

@@ -1,6 +1,7 @@
 #include "base/Diagnostics.h"
 #include "subtitles/SubtitleCredentials.h"
 #include "ui/AppDelegate.h"
+#include "ui/Icons.h"
 
 #include <QApplication>
 #include <QFileInfo>
@@ -15,11 +16,11 @@ int main(int argc, char *argv[])
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/icon.png")));
     QApplication::setQuitOnLastWindowClosed(true);
     Diagnostics::setSink(Diagnostics::Sink::StandardOutput);
-
-    // The subtitle account's password lives in the system keychain.
-    SubtitleCredentials::loadPassword();
+    Icons::setUp();
 
     AppDelegate window;
+    // The subtitle account's password lives in the system keychain (its failures reach the window's log).
+    SubtitleCredentials::loadPassword();
     window.applicationDidFinishLaunching();
     window.show();
 

@@ -167,13 +167,13 @@ private Q_SLOTS:
         QTest::newRow("search 401") << QStringLiteral("search") << int(F::Unauthorized) << false
                                     << QStringLiteral("TMDb refused the API key");
         QTest::newRow("search 500") << QStringLiteral("search") << int(F::ServerError) << false
-                                    << QStringLiteral("TMDb answered with an error");
+                                    << QStringLiteral("TMDb has a problem of its own");
         QTest::newRow("search invalid json") << QStringLiteral("search") << int(F::InvalidJson) << false
-                                             << QStringLiteral("TMDb's answer could not be read");
+                                             << QStringLiteral("TMDb gave an answer Kinovela can't read");
         QTest::newRow("search wrong type") << QStringLiteral("search") << int(F::WrongContentType) << false
-                                           << QStringLiteral("TMDb's answer could not be read");
+                                           << QStringLiteral("TMDb gave an answer Kinovela can't read");
         QTest::newRow("search closed") << QStringLiteral("search") << int(F::CloseConnection) << false
-                                       << QStringLiteral("can't reach 127.0.0.1");
+                                       << QStringLiteral("Can't reach 127.0.0.1");
         QTest::newRow("search silent") << QStringLiteral("search") << int(F::NoAnswer) << false
                                        << QStringLiteral("127.0.0.1 did not answer in time");
         QTest::newRow("details 404") << QStringLiteral("details") << int(F::NotFound) << true << QString();

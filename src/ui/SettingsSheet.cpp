@@ -1,0 +1,206 @@
+#include "ui/SettingsSheet.h"
+
+#include "app/AppCore.h"
+#include "subtitles/SubtitleCredentials.h"
+
+#include <QButtonGroup>
+#include <QCollator>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QStandardItemModel>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <numeric>
+
+SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
+    : QDialog(parent)
+    , m_core(core)
+    , m_language(new QComboBox(this))
+    , m_presets(new QButtonGroup(this))
+    , m_apiKey(new QLineEdit(this))
+    , m_user(new QLineEdit(this))
+    , m_password(new QLineEdit(this))
+{
+    setObjectName(QStringLiteral("settingsWindow"));
+    setWindowTitle(tr("Settings"));
+    setWindowModality(Qt::WindowModal);
+    m_language->setObjectName(QStringLiteral("languageSettingsPUBTN"));
+    m_language->setToolTip(tr("The language of the titles, plots and posters TMDb gives, and of the subtitles"));
+    m_language->setMaxVisibleItems(20);
+
+    m_presets->setObjectName(QStringLiteral("radioBTNsGroup"));
+    auto *presetBox = new QGroupBox(tr("When saving"), this);
+    auto *presetLayout = new QVBoxLayout(presetBox);
+    for (int preset = 1; preset <= 4; ++preset) {
+        auto *radio = new QRadioButton(presetTitle(preset), presetBox);
+        radio->setObjectName(QStringLiteral("preset%1").arg(preset));
+        auto *description = new QLabel(presetDescription(preset), presetBox);
+        description->setObjectName(QStringLiteral("preset%1Description").arg(preset));
+        description->setWordWrap(true);
+        description->setIndent(radio->iconSize().width() + 10);
+        QPalette muted = description->palette();
+        QColor text = muted.color(QPalette::WindowText);
+        text.setAlphaF(0.7f);
+        muted.setColor(QPalette::WindowText, text);
+        description->setPalette(muted);
+        m_presets->addButton(radio, preset);
+        presetLayout->addWidget(radio);
+        presetLayout->addWidget(description);
+        presetLayout->addSpacing(4);
+    }
+
+    m_apiKey->setObjectName(QStringLiteral("openSubtitlesApiKeyTF"));
+    m_apiKey->setPlaceholderText(tr("optional: your opensubtitles.com API key"));
+    m_user->setObjectName(QStringLiteral("openSubtitlesUserTF"));
+    m_password->setObjectName(QStringLiteral("openSubtitlesPasswordTF"));
+    m_password->setEchoMode(QLineEdit::Password);
+    m_password->setPlaceholderText(tr("kept in the system keychain"));
+    auto *account = new QGroupBox(tr("OpenSubtitles account"), this);
+    auto *accountForm = new QFormLayout(account);
+    accountForm->addRow(tr("API &key:"), m_apiKey);
+    accountForm->addRow(tr("&User:"), m_user);
+    accountForm->addRow(tr("&Password:"), m_password);
+
+    auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    buttons->button(QDialogButtonBox::Ok)->setObjectName(QStringLiteral("okBTN_insideSettingsWindow"));
+    buttons->button(QDialogButtonBox::Ok)->setDefault(true);
+    buttons->button(QDialogButtonBox::Cancel)->setObjectName(QStringLiteral("cancelBTN_insideSettingsWindow"));
+
+    auto *languageRow = new QFormLayout;
+    languageRow->addRow(tr("Search &language:"), m_language);
+    auto *layout = new QVBoxLayout(this);
+    layout->setSizeConstraint(QLayout::SetMinimumSize);
+    layout->addLayout(languageRow);
+    layout->addWidget(presetBox);
+    layout->addWidget(account);
+    layout->addWidget(buttons);
+
+    connect(buttons, &QDialogButtonBox::accepted, this, &SettingsSheet::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &SettingsSheet::reject);
+    connect(m_presets, &QButtonGroup::idClicked, m_core, [this](int id) {
+        if (const std::optional<Preset> preset = Presets::fromNumber(id))
+            m_core->setConversionOption(*preset);
+    });
+    connect(m_core, &AppCore::conversionOptionChanged, this, [this](Preset preset) {
+        if (QAbstractButton *button = m_presets->button(Presets::number(preset)))
+            button->setChecked(true);
+    });
+    connect(m_language, &QComboBox::activated, this, [this](int row) {
+        const QVariant coreIndex = m_language->itemData(row);
+        if (coreIndex.isValid())
+            m_core->setSelectedLanguageIndex(coreIndex.toInt());
+    });
+}
+
+QStringList SettingsSheet::commonLanguages()
+{
+    return {QStringLiteral("English"), QStringLiteral("Spanish; Castilian"), QStringLiteral("French"),
+            QStringLiteral("German"),  QStringLiteral("Italian"),            QStringLiteral("Portuguese"),
+            QStringLiteral("Russian"), QStringLiteral("Japanese"),           QStringLiteral("Chinese"),
+            QStringLiteral("Korean"),  QStringLiteral("Arabic"),             QStringLiteral("Hindi")};
+}
+
+QString SettingsSheet::presetTitle(int preset)
+{
+    switch (preset) {
+    case 1: return tr("Tag MP4 files where they are");
+    case 2: return tr("Tag MP4 files and move them to the destination");
+    case 3: return tr("Convert every file to a new MP4");
+    case 4: return tr("Convert every file to a new MP4, with subtitles");
+    default: return {};
+    }
+}
+
+QString SettingsSheet::presetDescription(int preset)
+{
+    const QString others = tr("Other files (and movies that were not identified) are converted into the destination "
+                              "folder; each original is deleted once its MP4 is complete.");
+    switch (preset) {
+    case 1: return tr("Identified MP4 files get their tags in place; nothing is copied or moved. ") + others;
+    case 2: return tr("Identified MP4 files get their tags and are moved (not copied) to the destination. ") + others;
+    case 3:
+        return tr("Each file becomes a new MP4 in the destination: H.264 video and AAC or AC-3 sound are copied as they "
+                  "are (quick), other formats are re-encoded (slow). The original is deleted once the MP4 is complete.");
+    case 4:
+        return tr("As above, and a subtitle from OpenSubtitles is fetched at import and added to each movie as a text "
+                  "track. The original is deleted once the MP4 is complete.");
+    default: return {};
+    }
+}
+
+void SettingsSheet::load()
+{
+    const QList<QVariantMap> &languages = m_core->languages();
+    QList<int> order(languages.size());
+    std::iota(order.begin(), order.end(), 0);
+    QCollator collator;
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    auto nameOf = [&languages](int index) { return languages.at(index).value(QStringLiteral("English")).toString(); };
+    std::sort(order.begin(), order.end(), [&](int a, int b) { return collator.compare(nameOf(a), nameOf(b)) < 0; });
+
+    m_language->clear();
+    const QStringList common = commonLanguages();
+    int added = 0;
+    for (const QString &name : common) {
+        for (int index : std::as_const(order)) {
+            if (nameOf(index) == name) {
+                m_language->addItem(name, index);
+                ++added;
+            }
+        }
+    }
+    if (added > 0)
+        m_language->insertSeparator(m_language->count());
+    for (int index : std::as_const(order)) {
+        if (!common.contains(nameOf(index)))
+            m_language->addItem(nameOf(index), index);
+    }
+    showLanguage(m_core->selectedLanguageIndex());
+    if (QAbstractButton *button = m_presets->button(Presets::number(m_core->conversionOption())))
+        button->setChecked(true);
+}
+
+void SettingsSheet::showLanguage(int coreIndex)
+{
+    m_language->setCurrentIndex(m_language->findData(coreIndex));
+}
+
+void SettingsSheet::openSheet()
+{
+    m_presetWhenOpened = Presets::number(m_core->conversionOption());
+    m_languageWhenOpened = m_core->selectedLanguageIndex();
+    showLanguage(m_languageWhenOpened);
+    m_apiKey->setText(SubtitleCredentials::apiKey());
+    m_user->setText(SubtitleCredentials::userName());
+    m_password->clear();
+    open();
+    m_language->setFocus();
+}
+
+void SettingsSheet::accept()
+{
+    m_core->saveSettings();
+    SubtitleCredentials::storeApiKey(m_apiKey->text().trimmed());
+    SubtitleCredentials::storeUserName(m_user->text().trimmed());
+    // An empty field keeps the password that is in the keychain.
+    if (!m_password->text().isEmpty())
+        SubtitleCredentials::storePassword(m_password->text());
+    m_password->clear();
+    QDialog::accept();
+}
+
+void SettingsSheet::reject()
+{
+    if (const std::optional<Preset> preset = Presets::fromNumber(m_presetWhenOpened))
+        m_core->setConversionOption(*preset);
+    m_core->setSelectedLanguageIndex(m_languageWhenOpened);
+    showLanguage(m_languageWhenOpened);
+    QDialog::reject();
+}

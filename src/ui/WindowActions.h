@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QKeySequence>
+#include <QObject>
+
+class QAction;
+class QLineEdit;
+class QMainWindow;
+class QUndoStack;
+
+/**
+ * Every command of the main window as one QAction, shown in the menu bar
+ * (File, Edit, Help) and, for the common ones, the toolbar: standard
+ * shortcuts where the platform has one, the shortcut in each tooltip, and a
+ * picture from the icon theme. The object names are the Parts' outlet names
+ * ("openMoviesBTN", "findMovieBTN", ...).
+ */
+class WindowActions : public QObject
+{
+    Q_OBJECT
+public:
+    WindowActions(QMainWindow *window, QUndoStack *undoStack);
+
+    QAction *open;
+    QAction *save;
+    QAction *settings;
+    QAction *quit;
+    QAction *undo;
+    QAction *redo;
+    QAction *findMovie;
+    QAction *subtitle;
+    QAction *edit;
+    QAction *batchEdit;
+    QAction *remove;
+    QAction *selectAll;
+    QAction *filter;
+    QAction *showLog;
+    QAction *about;
+    /** The list's filter field, in the toolbar ("filterTF"). */
+    QLineEdit *filterField;
+
+    /** Enables what can apply: nothing that changes the list while @p busy, one movie or several as each command needs. */
+    void update(bool busy, int selected, int count);
+    /** "Find Movie" or, for an identified movie, "Wrong Movie" (Part 6.1). */
+    void showMatchState(bool identified);
+
+    /** "Open movie files (Ctrl+O)": the tooltip of an action with its shortcut. */
+    static QString tooltipWithShortcut(const QString &tip, const QKeySequence &shortcut);
+
+private:
+    QAction *make(const char *objectName, const QString &text, const QString &icon, const QKeySequence &shortcut,
+                  const QString &tip);
+};

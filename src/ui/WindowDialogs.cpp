@@ -1,0 +1,95 @@
+#include "ui/WindowDialogs.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSettings>
+#include <QStandardPaths>
+
+namespace WindowDialogs {
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("WindowDialogs", text);
+}
+
+QFileDialog *chooser(QWidget *parent, const char *objectName, const QString &title, const QString &folderKey)
+{
+    auto *dialog = new QFileDialog(parent, title);
+    dialog->setObjectName(QString::fromLatin1(objectName));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowModality(Qt::WindowModal);
+    // The last folder, else the desktop's videos folder, else the home folder.
+    QString fallback = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
+    if (!QDir(fallback).exists())
+        fallback = QDir::homePath();
+    dialog->setDirectory(QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).value(folderKey, fallback).toString());
+    return dialog;
+}
+
+void remember(const QString &folderKey, const QString &folder)
+{
+    QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).setValue(folderKey, folder);
+}
+
+} // namespace
+
+QStringList videoNameFilters()
+{
+    return {tr("Video files (*.mkv *.mp4 *.m4v *.avi *.mov *.wmv *.mpg *.mpeg *.m2ts *.mts *.ts *.webm *.flv *.ogv "
+               "*.3gp *.divx *.vob)"),
+            tr("All files (*)")};
+}
+
+void chooseMovies(QWidget *parent, std::function<void(const QList<QUrl> &files)> chosen)
+{
+    const QString key = QStringLiteral("window/openFolder");
+    QFileDialog *dialog = chooser(parent, "openPanel", tr("Open Movies"), key);
+    dialog->setFileMode(QFileDialog::ExistingFiles);
+    dialog->setNameFilters(videoNameFilters());
+    dialog->setLabelText(QFileDialog::Accept, tr("Open"));
+    QObject::connect(dialog, &QDialog::accepted, dialog, [dialog, key, chosen] {
+        remember(key, dialog->directory().absolutePath());
+        chosen(dialog->selectedUrls());
+    });
+    dialog->open();
+}
+
+void chooseDestination(QWidget *parent, std::function<void(const QString &folder)> chosen)
+{
+    const QString key = QStringLiteral("window/saveFolder");
+    QFileDialog *dialog = chooser(parent, "savePanel", tr("Choose the Destination Folder"), key);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly, true);
+    dialog->setLabelText(QFileDialog::Accept, tr("Save Here"));
+    QObject::connect(dialog, &QDialog::accepted, dialog, [dialog, key, chosen] {
+        const QString folder = dialog->selectedFiles().value(0);
+        remember(key, folder);
+        chosen(folder);
+    });
+    dialog->open();
+}
+
+void askToStopSave(QWidget *parent, std::function<void()> stop)
+{
+    auto *question = new QMessageBox(QMessageBox::Question, tr("Stop Saving?"), tr("A Save is still running. Stop it and quit?"),
+                                     QMessageBox::NoButton, parent);
+    question->setObjectName(QStringLiteral("quitQuestion"));
+    question->setInformativeText(tr("The movie being written now is removed unfinished and its original is kept; the "
+                                    "movies already saved stay saved."));
+    question->setAttribute(Qt::WA_DeleteOnClose);
+    question->setWindowModality(Qt::ApplicationModal);
+    QPushButton *stopButton = question->addButton(tr("Stop and Quit"), QMessageBox::DestructiveRole);
+    stopButton->setObjectName(QStringLiteral("stopAndQuitBTN"));
+    QPushButton *keep = question->addButton(tr("Keep Saving"), QMessageBox::RejectRole);
+    keep->setObjectName(QStringLiteral("keepSavingBTN"));
+    question->setDefaultButton(keep);
+    question->setEscapeButton(keep);
+    QObject::connect(stopButton, &QPushButton::clicked, question, [stop] { stop(); });
+    question->open();
+}
+
+} // namespace WindowDialogs

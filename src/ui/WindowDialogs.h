@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+#include <functional>
+
+class QWidget;
+
+/**
+ * The small questions the main window asks: which movies to open, which
+ * folder to save into (both remember the last folder), and whether to stop
+ * a running Save to quit. Each is window-modal and answers through its
+ * function only when the person confirms; the selection of a file chooser
+ * is read when it is accepted, so Qt's own chooser and a desktop's work
+ * alike.
+ */
+namespace WindowDialogs {
+
+/** The chooser's filter: the video files Kinovela reads, then every file. */
+QStringList videoNameFilters();
+
+void chooseMovies(QWidget *parent, std::function<void(const QList<QUrl> &files)> chosen);
+void chooseDestination(QWidget *parent, std::function<void(const QString &folder)> chosen);
+/** "Stop and Quit" calls @p stop; "Keep Saving" (the default, and Escape) does nothing. */
+void askToStopSave(QWidget *parent, std::function<void()> stop);
+
+} // namespace WindowDialogs
