@@ -13,7 +13,7 @@ class QPushButton;
 class QTextEdit;
 
 /**
- * Edit Metadata ("editMetadataWindow", Part 6.3): every field that is
+ * Edit Metadata ("editMetadataWindow"): every field that is
  * written into the tags, and the poster (Change Poster, or a dropped
  * picture). Return saves from any line field, Tab leaves the plot, Escape
  * cancels. It keeps the movie it was opened with and gives back the edited

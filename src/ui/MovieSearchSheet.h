@@ -11,7 +11,7 @@ class QPushButton;
 class QTableWidget;
 
 /**
- * Find Movie ("moiveSearchWindow", Part 6.1): a search field, the movies
+ * Find Movie ("moiveSearchWindow"): a search field, the movies
  * TMDb offers for it, and Choose. Return in the field searches when its text
  * changed since the last search and otherwise chooses the selected result;
  * Return or a double-click in the results chooses; Escape cancels. The sheet

@@ -10,7 +10,7 @@ class QListWidget;
 class QPushButton;
 
 /**
- * Choose Poster ("posterSearchWindow", Part 6.4), a sheet on the metadata
+ * Choose Poster ("posterSearchWindow"), a sheet on the metadata
  * editor: the posters TMDb has for the movie in the search language. Return
  * or a double-click takes the selected one (downloaded at full size),
  * Escape cancels.

@@ -8,7 +8,7 @@ class QComboBox;
 class QLineEdit;
 
 /**
- * Settings ("settingsWindow", Part 1.3): the search language (common
+ * Settings ("settingsWindow"): the search language (common
  * languages first, then all by name), what Save does with the files (the
  * preset radio group "radioBTNsGroup", each choice saying what happens to
  * the originals) and the OpenSubtitles account. The preset and language act

@@ -10,7 +10,7 @@ class QPushButton;
 class QTableWidget;
 
 /**
- * Choose Subtitle ("subtitleSearchWindow", Part 6.2): the subtitles
+ * Choose Subtitle ("subtitleSearchWindow"): the subtitles
  * OpenSubtitles offers for the movie, newest first, and Download. The sheet
  * opens at once and says what it is doing; Return or a double-click
  * downloads the selected subtitle, Escape cancels. It keeps the movie it

@@ -41,7 +41,7 @@ public:
 
     /** Enables what can apply: nothing that changes the list while @p busy, one movie or several as each command needs. */
     void update(bool busy, int selected, int count);
-    /** "Find Movie" or, for an identified movie, "Wrong Movie" (Part 6.1). */
+    /** "Find Movie" or, for an identified movie, "Wrong Movie". */
     void showMatchState(bool identified);
 
     /** "Open movie files (Ctrl+O)": the tooltip of an action with its shortcut. */
