@@ -199,10 +199,29 @@ void AppDelegate::creationTaskWithDestinationFolder(const QString &destinationFo
 {
     if (m_core->isSaving() || destinationFolder.isEmpty())
         return;
+    // Names that are taken are found before anything is written, and the person decides.
+    QStringList clashes;
+    for (const PlannedItem &planned : m_core->checkSave(destinationFolder)) {
+        if (planned.clashes())
+            clashes.append(planned.problemText);
+    }
+    if (clashes.isEmpty()) {
+        startSave(destinationFolder, ClashPolicy::Fail);
+        return;
+    }
+    WindowDialogs::askAboutClashes(this, clashes, [this, destinationFolder](ClashPolicy policy) {
+        startSave(destinationFolder, policy);
+    });
+}
+
+void AppDelegate::startSave(const QString &destinationFolder, ClashPolicy clashes)
+{
+    if (m_core->isSaving())
+        return;
     m_saveDestination = destinationFolder;
     m_saveIndex = 0;
     m_table->sortModel()->clearSaveOutcomes();
-    m_core->save(destinationFolder);
+    m_core->save(destinationFolder, clashes);
     m_progress->setTotal(m_core->list()->count());
     updateActions();
 }

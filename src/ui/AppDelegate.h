@@ -1,5 +1,7 @@
 #pragma once
 
+#include "creation/SavePlan.h"
+
 #include "base/MovieItemKeys.h"
 #include "creation/CreationBatch.h"
 
@@ -48,6 +50,7 @@ public Q_SLOTS:
     void openFiles(const QList<QUrl> &urls);
     void openMoviesBTN_clicked();
     void saveBTN_clicked();
+    /** Saves into the folder, asking first when movies would take names that are already taken. */
     void creationTaskWithDestinationFolder(const QString &destinationFolder);
 
 Q_SIGNALS:
@@ -61,6 +64,7 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    void startSave(const QString &destinationFolder, ClashPolicy clashes);
     void connectSheets();
     void selectionChanged();
     void updateActions();

@@ -92,4 +92,28 @@ void askToStopSave(QWidget *parent, std::function<void()> stop)
     question->open();
 }
 
+void askAboutClashes(QWidget *parent, const QStringList &problems, std::function<void(ClashPolicy)> chosen)
+{
+    auto *question = new QMessageBox(QMessageBox::Question, tr("Names Already Taken"),
+                                     problems.size() == 1 ? tr("One movie would take a name that is already taken.")
+                                                          : tr("%1 movies would take names that are already taken.").arg(problems.size()),
+                                     QMessageBox::NoButton, parent);
+    question->setObjectName(QStringLiteral("clashQuestion"));
+    question->setInformativeText(tr("Nothing has been written yet. No file is ever replaced."));
+    question->setDetailedText(problems.join(QLatin1Char('\n')));
+    question->setAttribute(Qt::WA_DeleteOnClose);
+    question->setWindowModality(Qt::WindowModal);
+    QPushButton *rename = question->addButton(tr("Save as \u201cTitle (2)\u201d"), QMessageBox::AcceptRole);
+    rename->setObjectName(QStringLiteral("renameClashesBTN"));
+    QPushButton *skip = question->addButton(tr("Skip Them"), QMessageBox::DestructiveRole);
+    skip->setObjectName(QStringLiteral("skipClashesBTN"));
+    QPushButton *cancel = question->addButton(QMessageBox::Cancel);
+    cancel->setObjectName(QStringLiteral("cancelSaveBTN"));
+    question->setDefaultButton(rename);
+    question->setEscapeButton(cancel);
+    QObject::connect(rename, &QPushButton::clicked, question, [chosen] { chosen(ClashPolicy::Rename); });
+    QObject::connect(skip, &QPushButton::clicked, question, [chosen] { chosen(ClashPolicy::Skip); });
+    question->open();
+}
+
 } // namespace WindowDialogs

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "creation/SavePlan.h"
+
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -26,5 +28,11 @@ void chooseMovies(QWidget *parent, std::function<void(const QList<QUrl> &files)>
 void chooseDestination(QWidget *parent, std::function<void(const QString &folder)> chosen);
 /** "Stop and Quit" calls @p stop; "Keep Saving" (the default, and Escape) does nothing. */
 void askToStopSave(QWidget *parent, std::function<void()> stop);
+/**
+ * Names the movies whose file name is taken and offers to save them as
+ * "Title (2).mp4" (the default), to skip them, or to cancel the Save
+ * (Escape); @p chosen is called with the policy unless the Save is cancelled.
+ */
+void askAboutClashes(QWidget *parent, const QStringList &problems, std::function<void(ClashPolicy)> chosen);
 
 } // namespace WindowDialogs

@@ -305,6 +305,34 @@ private Q_SLOTS:
         QCOMPARE(SaveResultDialog::summaryOf({}, QStringLiteral("/dest")), QStringLiteral("Nothing was saved: the list is empty."));
     }
 
+    void takenNamesAreAskedAboutBeforeAnythingIsWritten()
+    {
+        QVERIFY(d.importThree());
+        const QString destination = QDir::home().filePath(QStringLiteral("Taken"));
+        QDir(destination).removeRecursively();
+        QVERIFY(QDir().mkpath(destination));
+        QFile mine(destination + QStringLiteral("/Heat.mp4"));
+        QVERIFY(mine.open(QIODevice::WriteOnly) && mine.write("mine") == 4);
+        mine.close();
+        QSignalSpy finished(d.window, &AppDelegate::creationFinished);
+        d.shortcut(QKeySequence::Save);
+        QFileDialog *panel = chooser("savePanel");
+        QVERIFY(panel);
+        typeIntoChooser(panel, QStringLiteral("Taken"));
+        QMessageBox *question = nullptr;
+        QTRY_VERIFY((question = d.window->findChild<QMessageBox *>(QStringLiteral("clashQuestion"))) && question->isVisible());
+        QVERIFY(finished.isEmpty());
+        QVERIFY(question->detailedText().contains(QStringLiteral("Heat.mp4")));
+        d.screenshot(question, QStringLiteral("clash-question"));
+        // The default keeps the person's file and saves the movie beside it.
+        WindowDriver::press(question, Qt::Key_Return);
+        QVERIFY(finished.wait(60000));
+        QVERIFY(mine.open(QIODevice::ReadOnly));
+        QCOMPARE(mine.readAll(), QByteArray("mine"));
+        QVERIFY(QFile::exists(destination + QStringLiteral("/Heat (2).mp4")));
+        QVERIFY(QFile::exists(destination + QStringLiteral("/Inception.mp4")));
+    }
+
     void cancelIsNotAFailure()
     {
         QVERIFY(d.importThree());
