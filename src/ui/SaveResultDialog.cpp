@@ -72,6 +72,8 @@ QStringList SaveResultDialog::detailsOf(const QList<CreationResult> &results)
     for (const CreationResult &result : results) {
         if (result.succeeded() && result.action == QLatin1String("tag"))
             lines.append(tr("\u2713 %1: tagged in place (%2)").arg(nameOf(result), result.outputPath));
+        else if (result.succeeded() && result.action == QLatin1String("convert") && !result.sourceFate.isEmpty())
+            lines.append(tr("\u2713 %1: saved as %2; the source was %3").arg(nameOf(result), result.outputPath, result.sourceFate));
         else if (result.succeeded())
             lines.append(tr("\u2713 %1: saved as %2").arg(nameOf(result), result.outputPath));
         else if (isCancelled(result))

@@ -283,6 +283,7 @@ private Q_SLOTS:
         QTRY_VERIFY(alert && alert->isVisible());
         QCOMPARE(alert->summary(), QStringLiteral("2 saved to %1, 1 needs attention").arg(destination));
         QVERIFY(alert->details().contains(QStringLiteral("the source file is missing")));
+        QVERIFY(alert->details().contains(QStringLiteral("the source was moved to the Trash")));
         QVERIFY(d.find<QPushButton>("showInFolderBTN"));
         QVERIFY(alert->height() <= d.window->screen()->availableGeometry().height());
         d.screenshot(alert, QStringLiteral("save-alert"));
