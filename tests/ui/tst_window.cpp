@@ -298,7 +298,8 @@ private Q_SLOTS:
         QList<CreationResult> many;
         for (int i = 0; i < 100; ++i)
             many.append(CreationResult{QStringLiteral("/m/%1.mkv").arg(i), QStringLiteral("convert"), QString(), QString(),
-                                       i < 6 ? Status() : Status(failure(ErrorKind::Failed, QStringLiteral("converter failed")))});
+                                       i < 6 ? Status() : Status(failure(ErrorKind::Failed, QStringLiteral("converter failed"))),
+                                       QString()});
         SaveResultDialog big(many, QStringLiteral("/dest"), d.window);
         big.show();
         QCOMPARE(big.summary(), QStringLiteral("6 saved to /dest, 94 need attention"));
