@@ -252,36 +252,12 @@ void searchCandidates(const QString &text, std::function<void(const QList<MovieI
 void findCandidates(const QString &text, QObject *context,
                     std::function<void(const Outcome<QList<MovieItem>> &)> completion)
 {
-    const SearchLanguage language = SearchLanguage::current();
     QPointer<QObject> guard(context);
-    TMDB().searchMovies(text, language.alpha2, [guard, text, language, completion](const Outcome<Json> &answer) {
-        if (!guard)
-            return;
-        if (!answer) {
-            Diagnostics::write(QStringLiteral("In Finding Movie List for Search String : ") + text + QStringLiteral(" -> ")
-                               + answer.errorText());
-            reportTmdbProblem(answer.error());
-            completion(answer.error());
-            return;
-        }
-        const Json results = (*answer)["results"];
-        auto records = std::make_shared<QList<MovieItem>>();
-        for (qsizetype i = 0; i < results.count(); ++i)
-            records->append(TmdbAnswers::matchRecord(results[i], language.english, true));
-        if (records->isEmpty()) {
-            completion(QList<MovieItem>());
-            return;
-        }
-        // Small posters for the result list ("w154": the image server refuses "w150").
-        auto pending = std::make_shared<qsizetype>(records->size());
-        for (qsizetype i = 0; i < records->size(); ++i) {
-            TMDB::getPoster(QStringLiteral("w154"), records->at(i).value(ItemKey::moviePosterPath).toString(),
-                            [guard, records, pending, i, completion](const ItemImage &image) {
-                                (*records)[i].insert(ItemKey::moviePoster, QVariant::fromValue(image));
-                                if (--*pending == 0 && guard)
-                                    completion(*records);
-                            });
-        }
+    TMDB().findMovieList(text, [guard, completion](const Outcome<QList<MovieItem>> &records) {
+        if (!records)
+            reportTmdbProblem(records.error());
+        if (guard)
+            completion(records);
     });
 }
 

@@ -146,18 +146,25 @@ void TMDB::getPoster(const QString &size, const QString &posterPath, PosterCompl
 
 void TMDB::getMovieListForSearchString(const QString &searchString, RecordListCompletion completion) const
 {
+    findMovieList(searchString, [completion](const Outcome<QList<MovieItem>> &records) {
+        completion(records ? *records : QList<MovieItem>());
+    });
+}
+
+void TMDB::findMovieList(const QString &searchString, std::function<void(const Outcome<QList<MovieItem>> &)> completion) const
+{
     const SearchLanguage language = SearchLanguage::current();
     searchMovies(searchString, language.alpha2, [completion, searchString, language](const Outcome<Json> &answer) {
         if (!answer) {
             Diagnostics::write(QStringLiteral("In Finding Movie List for Search String : ") + searchString
                                + QStringLiteral(" -> ") + answer.errorText());
-            completion({});
+            completion(answer.error());
             return;
         }
         const qint64 total = (*answer)["total_results"].integer();
         if (total == 0 || total >= 10000) {
             Diagnostics::write(total == 0 ? QStringLiteral("No Results") : QStringLiteral("Wrong Results"));
-            completion({});
+            completion(QList<MovieItem>());
             return;
         }
         const Json results = (*answer)["results"];
@@ -165,7 +172,7 @@ void TMDB::getMovieListForSearchString(const QString &searchString, RecordListCo
         for (qsizetype i = 0; i < results.count(); ++i)
             records->append(TmdbAnswers::matchRecord(results[i], language.english, true));
         if (records->isEmpty()) {
-            completion({});
+            completion(QList<MovieItem>());
             return;
         }
         // Small posters for the result list ("w154": the image server refuses "w150").

@@ -44,8 +44,10 @@ public:
 
     /** The search answer for @p query in the language @p alpha2. */
     void searchMovies(const QString &query, const QString &alpha2, JsonCompletion completion) const;
-    /** Every result of one search as a match record (small posters), in TMDb's order. */
+    /** Every result of one search as a match record (small posters), in TMDb's order; empty when the search fails. */
     void getMovieListForSearchString(const QString &searchString, RecordListCompletion completion) const;
+    /** The same list, or the failure of the search (so "nothing found" and "TMDb can't be reached" differ). */
+    void findMovieList(const QString &searchString, std::function<void(const Outcome<QList<MovieItem>> &)> completion) const;
     /** The 13-entry details record (the defaults when the request fails). */
     void getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion completion) const;
     /** Poster choices in the search language, with small pictures. */
