@@ -45,6 +45,11 @@ inline const QString movieFoundStatus = QStringLiteral("movieFoundStatus");
 inline const QString movieLanguage = QStringLiteral("movieLanguage");
 /** Set only when the lookup could not be made (a refused key, an unreachable service): why, in words. */
 inline const QString lookupFailure = QStringLiteral("lookupFailure");
+/** How sure the match is, 0 to 1 (double), the reasons behind it (QStringList), and whether it falls below the
+ *  review threshold (bool). */
+inline const QString matchConfidence = QStringLiteral("matchConfidence");
+inline const QString matchReasons = QStringLiteral("matchReasons");
+inline const QString needsReview = QStringLiteral("needsReview");
 
 // Movie details.
 inline const QString movieTagline = QStringLiteral("movieTagline");
