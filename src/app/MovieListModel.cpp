@@ -213,6 +213,8 @@ QVariant MovieListModel::data(const QModelIndex &index, int role) const
     case SubtitleStatusColumn:
         if (!item.value(ItemKey::displaySubtitleBanner).toBool() && !item.value(ItemKey::subtitleFound).toBool())
             return QString();
+        if (role == Qt::ToolTipRole)
+            return item.value(ItemKey::subtitleNote).toString();
         return item.value(ItemKey::subtitleFound).toBool() ? tr("Subtitle found") : tr("No subtitle");
     default: return {};
     }

@@ -271,8 +271,13 @@ void fetchSubtitle(const MovieItem &item, QObject *context, ItemCompletion compl
 {
     videoOf(item).searchAndDownloadSubtitle(context, [item, completion](const Video &updated) {
         MovieItem result = item;
+        const bool found = updated.subStatus == SubtitleStauts::found;
         result.insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
-        result.insert(ItemKey::subtitleFound, updated.subStatus == SubtitleStauts::found);
+        result.insert(ItemKey::subtitleFound, found);
+        result.insert(ItemKey::subtitleNote, found ? QString() : updated.statusText);
+        // Not searched at all (no key, a refused log-in, the download limit): the service, not the movie, is why.
+        if (updated.subStatus == SubtitleStauts::notSearched)
+            ServiceProblems::instance().reportSentence(updated.statusText);
         completion(result);
     });
 }
@@ -295,21 +300,23 @@ void getSubtitleList(const MovieItem &item, QObject *context,
 }
 
 void applySubtitle(const MovieItem &item, const SubtitleCandidate &candidate, QObject *context,
-                   std::function<void(const std::optional<MovieItem> &)> completion)
+                   std::function<void(const Outcome<MovieItem> &)> completion)
 {
-    videoOf(item).downloadSubtitleWithFileID(QString::number(candidate.fileID), QStringLiteral("srt"), context,
-                                             [item, completion](const Video &updated) {
-                                                 Diagnostics::write(updated.downloadedSubtitlePath);
-                                                 if (updated.subStatus != SubtitleStauts::found) {
-                                                     completion(std::nullopt);
-                                                     return;
-                                                 }
-                                                 MovieItem result = item;
-                                                 result.insert(ItemKey::downloadedSubtitlePath,
-                                                               updated.downloadedSubtitlePath);
-                                                 result.insert(ItemKey::subtitleFound, true);
-                                                 completion(result);
-                                             });
+    auto chosen = [item, completion](const Video &updated) {
+        Diagnostics::write(updated.downloadedSubtitlePath);
+        if (updated.subStatus != SubtitleStauts::found) {
+            const QString why = updated.statusText.isEmpty() ? QStringLiteral("The subtitle could not be downloaded")
+                                                             : updated.statusText;
+            completion(Error{ErrorKind::Failed, why});
+            return;
+        }
+        MovieItem result = item;
+        result.insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
+        result.insert(ItemKey::subtitleFound, true);
+        result.insert(ItemKey::subtitleNote, QString());
+        completion(result);
+    };
+    videoOf(item).downloadSubtitleWithFileID(QString::number(candidate.fileID), QStringLiteral("srt"), context, chosen);
 }
 
 } // namespace MovieLookup

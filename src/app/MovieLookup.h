@@ -65,9 +65,9 @@ void fetchSubtitle(const MovieItem &item, QObject *context, ItemCompletion compl
 void getSubtitleList(const MovieItem &item, QObject *context,
                      std::function<void(const QList<SubtitleCandidate> &)> completion);
 
-/** Downloads the subtitle a person chose: the item with it, or nothing when it could not be had. */
+/** Downloads the subtitle a person chose: the item with it, or why it could not be had. */
 void applySubtitle(const MovieItem &item, const SubtitleCandidate &candidate, QObject *context,
-                   std::function<void(const std::optional<MovieItem> &)> completion);
+                   std::function<void(const Outcome<MovieItem> &)> completion);
 
 /** Newest first (by upload time text, the service's own order kept among equals). */
 QList<SubtitleCandidate> sortedNewestFirst(QList<SubtitleCandidate> candidates);

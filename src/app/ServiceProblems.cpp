@@ -35,6 +35,12 @@ QString ServiceProblems::describe(const QString &service, const QString &service
     }
 }
 
+void ServiceProblems::reportSentence(const QString &message)
+{
+    if (!message.isEmpty())
+        Q_EMIT problem(message);
+}
+
 void ServiceProblems::report(const QString &service, const QString &serviceUrl, const Error &error)
 {
     const QString message = describe(service, serviceUrl, error);

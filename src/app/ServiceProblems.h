@@ -28,6 +28,8 @@ public:
 
     /** Reports describe()'s sentence, when there is one. */
     void report(const QString &service, const QString &serviceUrl, const Error &error);
+    /** Reports a sentence that is already written for a person (a spent download allowance, a missing key). */
+    void reportSentence(const QString &message);
 
 Q_SIGNALS:
     void problem(const QString &message);

@@ -74,6 +74,8 @@ inline const QString genreFound = QStringLiteral("genreFound");
 inline const QString downloadedSubtitlePath = QStringLiteral("downloadedSubtitlePath");
 inline const QString subtitleFound = QStringLiteral("subtitleFound");
 inline const QString displaySubtitleBanner = QStringLiteral("displaySubtitleBanner");
+/** Why a movie has no subtitle, in words (no key, the download limit, a file turned away); empty when found. */
+inline const QString subtitleNote = QStringLiteral("subtitleNote");
 
 } // namespace ItemKey
 

@@ -18,7 +18,8 @@ QString subtitleText(const MovieItem &item)
         return QStringLiteral("-");
     if (item.value(ItemKey::subtitleFound).toBool())
         return item.value(ItemKey::downloadedSubtitlePath).toString();
-    return QStringLiteral("not found");
+    const QString note = item.value(ItemKey::subtitleNote).toString();
+    return note.isEmpty() ? QStringLiteral("not found") : QStringLiteral("none: ") + note;
 }
 
 void printText(const QList<MovieItem> &items)

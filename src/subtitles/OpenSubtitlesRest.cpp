@@ -192,6 +192,24 @@ QString OpenSubtitlesRest::apiUrl(const QString &baseUrl)
     return url.toString();
 }
 
+bool OpenSubtitlesRest::isServiceLink(const QUrl &link)
+{
+    if (!link.isValid() || link.host().isEmpty() || !link.userInfo().isEmpty())
+        return false;
+    const QString host = link.host().toLower();
+    const bool serviceHost = host == QLatin1String("opensubtitles.com") || host == QLatin1String("opensubtitles.org")
+        || host.endsWith(QLatin1String(".opensubtitles.com")) || host.endsWith(QLatin1String(".opensubtitles.org"));
+    if (link.scheme() == QLatin1String("https") && serviceHost)
+        return true;
+    auto sameOrigin = [&link](const QUrl &api) {
+        return api.scheme() == link.scheme() && api.host().compare(link.host(), Qt::CaseInsensitive) == 0
+            && api.port(api.scheme() == QLatin1String("https") ? 443 : 80)
+                   == link.port(link.scheme() == QLatin1String("https") ? 443 : 80);
+    };
+    return (link.scheme() == QLatin1String("https") || link.scheme() == QLatin1String("http"))
+        && (sameOrigin(QUrl(apiUrl({}))) || (!g_session.baseUrl.isEmpty() && sameOrigin(QUrl(apiUrl(g_session.baseUrl)))));
+}
+
 void OpenSubtitlesRest::forgetSession()
 {
     g_session = Session();
@@ -351,6 +369,15 @@ void OpenSubtitlesRest::downloadSubtitle(qint64 fileID, std::function<void(const
 
 void OpenSubtitlesRest::fetchFile(qint64 fileID, const QString &link, std::function<void(const Outcome<QByteArray> &)> completion)
 {
+    if (!isServiceLink(QUrl(link))) {
+        const QString cause = QStringLiteral("OpenSubtitles gave a download link to another site (%1): not followed")
+                                  .arg(QUrl(link).toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery));
+        Diagnostics::write(cause);
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [completion, cause] {
+            completion(failure(ErrorKind::Invalid, cause));
+        }, Qt::QueuedConnection);
+        return;
+    }
     HttpRequest file;
     file.url = QUrl(link);
     file.headers = {{QByteArrayLiteral("User-Agent"), userAgent()}};

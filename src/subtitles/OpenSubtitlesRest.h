@@ -51,6 +51,13 @@ public:
     static QString failureCause(const HttpResponse &response);
     /** The API address served by a log-in's base_url (a host, maybe with a port); the configured one when empty. */
     static QString apiUrl(const QString &baseUrl);
+    /**
+     * Whether a download link may be followed: over https to the service's
+     * own hosts (opensubtitles.com, opensubtitles.org and their
+     * subdomains), or to the origin of the configured or logged-in API
+     * address. Nothing else is fetched.
+     */
+    static bool isServiceLink(const QUrl &link);
     /** Forgets the log-in kept for this run. */
     static void forgetSession();
 

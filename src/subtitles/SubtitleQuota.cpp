@@ -69,6 +69,16 @@ QString SubtitleQuota::limitText() const
     return QStringLiteral("download limit reached until ") + resetText();
 }
 
+QString SubtitleQuota::statusLine(SubtitleCredentials::Provider provider)
+{
+    if (provider != SubtitleCredentials::Provider::Rest)
+        return QStringLiteral("The legacy service serves subtitles to its paying members only.");
+    if (const std::optional<SubtitleQuota> quota = current())
+        return QStringLiteral("OpenSubtitles: ") + quota->remainingText() + QLatin1Char('.');
+    return QStringLiteral("OpenSubtitles says how many downloads are left with the first download of the day "
+                          "(about 5 a day without an account, 20 with a free one).");
+}
+
 QString SubtitleQuota::remainingText() const
 {
     if (exhausted())

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "subtitles/SubtitleCredentials.h"
+
 #include <QDateTime>
 #include <QString>
 
@@ -34,4 +36,10 @@ struct SubtitleQuota
     QString limitText() const;
     /** "17 downloads left until 14:00 UTC" */
     QString remainingText() const;
+
+    /**
+     * What the settings sheet and the subtitle window say of the allowance of
+     * the chosen service: the downloads left, or when they will be known.
+     */
+    static QString statusLine(SubtitleCredentials::Provider provider = SubtitleCredentials::provider());
 };

@@ -1,6 +1,7 @@
 #include "ui/AppDelegate.h"
 
 #include "app/AppCore.h"
+#include "app/ImportPipeline.h"
 #include "app/MovieListModel.h"
 #include "base/Progress.h"
 #include "ui/EditCommands.h"
@@ -23,6 +24,7 @@
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QPointer>
 #include <QScreen>
 #include <QSettings>
 #include <QSplitter>
@@ -164,6 +166,20 @@ void AppDelegate::openFiles(const QList<QUrl> &urls)
 {
     if (urls.isEmpty() || m_importing || m_core->isSaving())
         return;
+    const QString warning = ImportPipeline::subtitleQuotaWarning(int(urls.size()), m_core->conversionOption());
+    if (warning.isEmpty()) {
+        startImport(urls);
+        return;
+    }
+    QPointer<AppDelegate> self(this);
+    WindowDialogs::askAboutSubtitleAllowance(this, warning, [self, urls] {
+        if (self && !self->m_importing && !self->m_core->isSaving())
+            self->startImport(urls);
+    });
+}
+
+void AppDelegate::startImport(const QList<QUrl> &urls)
+{
     m_undo->clear();
     m_table->sortModel()->clearSaveOutcomes();
     m_importing = true;

@@ -46,7 +46,7 @@ public:
 
 public Q_SLOTS:
     void applicationDidFinishLaunching();
-    /** Imports files without the chooser (command line, drops). */
+    /** Imports files without the chooser (command line, drops); asks first when subtitle downloads would run out. */
     void openFiles(const QList<QUrl> &urls);
     void openMoviesBTN_clicked();
     void saveBTN_clicked();
@@ -64,6 +64,7 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    void startImport(const QList<QUrl> &urls);
     void startSave(const QString &destinationFolder, ClashPolicy clashes);
     void connectSheets();
     void selectionChanged();

@@ -2,6 +2,7 @@
 
 #include "app/AppCore.h"
 #include "subtitles/SubtitleCredentials.h"
+#include "subtitles/SubtitleQuota.h"
 
 #include <QButtonGroup>
 #include <QCollator>
@@ -24,6 +25,8 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
     , m_core(core)
     , m_language(new QComboBox(this))
     , m_presets(new QButtonGroup(this))
+    , m_provider(new QComboBox(this))
+    , m_allowance(new QLabel(this))
     , m_apiKey(new QLineEdit(this))
     , m_user(new QLineEdit(this))
     , m_password(new QLineEdit(this))
@@ -56,17 +59,27 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
         presetLayout->addSpacing(4);
     }
 
+    using SubtitleCredentials::Provider;
+    m_provider->setObjectName(QStringLiteral("openSubtitlesProviderPU"));
+    m_provider->addItem(SubtitleCredentials::providerName(Provider::Rest), int(Provider::Rest));
+    m_provider->addItem(SubtitleCredentials::providerName(Provider::Legacy), int(Provider::Legacy));
+    m_provider->setItemData(1, tr("The old XML-RPC service: since 2024 it serves subtitles to paying members only"),
+                            Qt::ToolTipRole);
+    m_allowance->setObjectName(QStringLiteral("openSubtitlesAllowance"));
+    m_allowance->setWordWrap(true);
     m_apiKey->setObjectName(QStringLiteral("openSubtitlesApiKeyTF"));
     m_apiKey->setPlaceholderText(tr("optional: your opensubtitles.com API key"));
     m_user->setObjectName(QStringLiteral("openSubtitlesUserTF"));
     m_password->setObjectName(QStringLiteral("openSubtitlesPasswordTF"));
     m_password->setEchoMode(QLineEdit::Password);
     m_password->setPlaceholderText(tr("kept in the system keychain"));
-    auto *account = new QGroupBox(tr("OpenSubtitles account"), this);
+    auto *account = new QGroupBox(tr("Subtitles"), this);
     auto *accountForm = new QFormLayout(account);
+    accountForm->addRow(tr("&Service:"), m_provider);
     accountForm->addRow(tr("API &key:"), m_apiKey);
     accountForm->addRow(tr("&User:"), m_user);
     accountForm->addRow(tr("&Password:"), m_password);
+    accountForm->addRow(m_allowance);
 
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
     buttons->button(QDialogButtonBox::Ok)->setObjectName(QStringLiteral("okBTN_insideSettingsWindow"));
@@ -91,6 +104,9 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
     connect(m_core, &AppCore::conversionOptionChanged, this, [this](Preset preset) {
         if (QAbstractButton *button = m_presets->button(Presets::number(preset)))
             button->setChecked(true);
+    });
+    connect(m_provider, &QComboBox::currentIndexChanged, this, [this] {
+        m_allowance->setText(SubtitleQuota::statusLine(SubtitleCredentials::Provider(m_provider->currentData().toInt())));
     });
     connect(m_language, &QComboBox::activated, this, [this](int row) {
         const QVariant coreIndex = m_language->itemData(row);
@@ -121,16 +137,16 @@ QString SettingsSheet::presetTitle(int preset)
 QString SettingsSheet::presetDescription(int preset)
 {
     const QString others = tr("Other files (and movies that were not identified) are converted into the destination "
-                              "folder; each original is deleted once its MP4 is complete.");
+                              "folder; each original goes to the Trash once its MP4 is complete and checked.");
     switch (preset) {
     case 1: return tr("Identified MP4 files get their tags in place; nothing is copied or moved. ") + others;
     case 2: return tr("Identified MP4 files get their tags and are moved (not copied) to the destination. ") + others;
     case 3:
         return tr("Each file becomes a new MP4 in the destination: H.264 video and AAC or AC-3 sound are copied as they "
-                  "are (quick), other formats are re-encoded (slow). The original is deleted once the MP4 is complete.");
+                  "are (quick), other formats are re-encoded (slow). The original goes to the Trash once the MP4 is complete and checked.");
     case 4:
         return tr("As above, and a subtitle from OpenSubtitles is fetched at import and added to each movie as a text "
-                  "track. The original is deleted once the MP4 is complete.");
+                  "track. The original goes to the Trash once the MP4 is complete and checked.");
     default: return {};
     }
 }
@@ -180,6 +196,15 @@ void SettingsSheet::openSheet()
     m_apiKey->setText(SubtitleCredentials::apiKey());
     m_user->setText(SubtitleCredentials::userName());
     m_password->clear();
+    const bool fromEnvironment = qEnvironmentVariableIsSet("KINOVELA_OPENSUBTITLES_PROVIDER");
+    m_provider->setCurrentIndex(m_provider->findData(int(SubtitleCredentials::provider())));
+    m_provider->setEnabled(!fromEnvironment);
+    m_provider->setToolTip(fromEnvironment ? tr("Set by KINOVELA_OPENSUBTITLES_PROVIDER in the environment") : QString());
+    m_allowance->setText(SubtitleQuota::statusLine());
+    // A window's minimum height ignores that wrapped text needs more lines at the width it gets: ask the layout.
+    adjustSize();
+    setMinimumHeight(layout()->totalHeightForWidth(width()));
+    resize(width(), minimumHeight());
     open();
     m_language->setFocus();
 }
@@ -187,6 +212,8 @@ void SettingsSheet::openSheet()
 void SettingsSheet::accept()
 {
     m_core->saveSettings();
+    if (m_provider->isEnabled())
+        SubtitleCredentials::storeProvider(SubtitleCredentials::Provider(m_provider->currentData().toInt()));
     SubtitleCredentials::storeApiKey(m_apiKey->text().trimmed());
     SubtitleCredentials::storeUserName(m_user->text().trimmed());
     // An empty field keeps the password that is in the keychain.

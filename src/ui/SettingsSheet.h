@@ -5,15 +5,16 @@
 class AppCore;
 class QButtonGroup;
 class QComboBox;
+class QLabel;
 class QLineEdit;
 
 /**
  * Settings ("settingsWindow"): the search language (common
  * languages first, then all by name), what Save does with the files (the
  * preset radio group "radioBTNsGroup", each choice saying what happens to
- * the originals) and the OpenSubtitles account. The preset and language act
- * at once, as the Part asks; OK stores them, Cancel (Escape) puts back what
- * was there when the sheet opened.
+ * the originals) and the subtitle service: which one, the account, and the
+ * downloads left today. The preset and language act at once; OK stores
+ * them, Cancel (Escape) puts back what was there when the sheet opened.
  */
 class SettingsSheet : public QDialog
 {
@@ -41,6 +42,8 @@ private:
     AppCore *m_core;
     QComboBox *m_language;
     QButtonGroup *m_presets;
+    QComboBox *m_provider;
+    QLabel *m_allowance;
     QLineEdit *m_apiKey;
     QLineEdit *m_user;
     QLineEdit *m_password;

@@ -1,6 +1,7 @@
 #include "ui/SubtitleSheet.h"
 
 #include "app/MovieLookup.h"
+#include "subtitles/SubtitleQuota.h"
 #include "ui/MovieTable.h"
 
 #include <QDialogButtonBox>
@@ -15,6 +16,7 @@ SubtitleSheet::SubtitleSheet(QWidget *parent)
     : QDialog(parent)
     , m_results(new QTableWidget(0, 3, this))
     , m_status(new QLabel(this))
+    , m_allowance(new QLabel(this))
 {
     setObjectName(QStringLiteral("subtitleSearchWindow"));
     setWindowTitle(tr("Choose Subtitle"));
@@ -34,6 +36,8 @@ SubtitleSheet::SubtitleSheet(QWidget *parent)
     m_results->horizontalHeader()->setStretchLastSection(true);
     m_status->setObjectName(QStringLiteral("subtitleStatus"));
     m_status->setWordWrap(true);
+    m_allowance->setObjectName(QStringLiteral("subtitleAllowance"));
+    m_allowance->setWordWrap(true);
 
     auto *buttons = new QDialogButtonBox(this);
     m_download = buttons->addButton(tr("Download"), QDialogButtonBox::AcceptRole);
@@ -44,6 +48,7 @@ SubtitleSheet::SubtitleSheet(QWidget *parent)
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(m_results, 1);
     layout->addWidget(m_status);
+    layout->addWidget(m_allowance);
     layout->addWidget(buttons);
     connect(buttons, &QDialogButtonBox::accepted, this, &SubtitleSheet::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &SubtitleSheet::reject);
@@ -60,6 +65,7 @@ void SubtitleSheet::openFor(const MovieItem &item)
     const QString title = item.value(ItemKey::movieTitle).toString();
     setWindowTitle(tr("Choose Subtitle for %1").arg(title.isEmpty() ? item.value(ItemKey::fileName).toString() : title));
     m_status->setText(tr("Searching OpenSubtitles\u2026"));
+    m_allowance->setText(SubtitleQuota::statusLine());
     open();
     m_results->setFocus();
     const quint64 generation = ++m_generation;
@@ -105,12 +111,16 @@ void SubtitleSheet::accept()
     m_status->setText(tr("Downloading %1\u2026").arg(m_candidates.at(row).fileName));
     const MovieItem before = m_item;
     QPointer<SubtitleSheet> self(this);
-    MovieLookup::applySubtitle(before, m_candidates.at(row), this, [self, before](const std::optional<MovieItem> &after) {
+    MovieLookup::applySubtitle(before, m_candidates.at(row), this, [self, before](const Outcome<MovieItem> &after) {
         if (!self)
             return;
         self->setEnabled(true);
+        self->m_allowance->setText(SubtitleQuota::statusLine());
         if (!after) {
-            self->m_status->setText(tr("The subtitle could not be downloaded; choose another, or see Help \u25b8 Show Log."));
+            const std::optional<SubtitleQuota> quota = SubtitleQuota::current();
+            self->m_status->setText(quota && quota->exhausted()
+                                        ? tr("%1: no subtitle can be downloaded before then.").arg(after.errorText())
+                                        : tr("%1. Choose another, or see Help \u25b8 Show Log.").arg(after.errorText()));
             return;
         }
         self->QDialog::accept();

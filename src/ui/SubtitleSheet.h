@@ -38,6 +38,7 @@ private:
     MovieItem m_item;
     QTableWidget *m_results;
     QLabel *m_status;
+    QLabel *m_allowance;
     QPushButton *m_download;
     QList<SubtitleCandidate> m_candidates;
     quint64 m_generation = 0;

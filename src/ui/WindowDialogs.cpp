@@ -116,4 +116,24 @@ void askAboutClashes(QWidget *parent, const QStringList &problems, std::function
     question->open();
 }
 
+void askAboutSubtitleAllowance(QWidget *parent, const QString &warning, std::function<void()> proceed)
+{
+    auto *question = new QMessageBox(QMessageBox::Question, tr("Not Enough Subtitle Downloads"),
+                                     tr("Not every movie can get a subtitle today."), QMessageBox::NoButton, parent);
+    question->setObjectName(QStringLiteral("subtitleAllowanceQuestion"));
+    question->setInformativeText(warning + QLatin1Char(' ')
+                                 + tr("Movies past the limit are imported without a subtitle; Choose Subtitle can add "
+                                      "one later."));
+    question->setAttribute(Qt::WA_DeleteOnClose);
+    question->setWindowModality(Qt::WindowModal);
+    QPushButton *import = question->addButton(tr("Import Anyway"), QMessageBox::AcceptRole);
+    import->setObjectName(QStringLiteral("importAnywayBTN"));
+    QPushButton *cancel = question->addButton(QMessageBox::Cancel);
+    cancel->setObjectName(QStringLiteral("cancelImportBTN"));
+    question->setDefaultButton(import);
+    question->setEscapeButton(cancel);
+    QObject::connect(import, &QPushButton::clicked, question, [proceed] { proceed(); });
+    question->open();
+}
+
 } // namespace WindowDialogs

@@ -34,5 +34,11 @@ void askToStopSave(QWidget *parent, std::function<void()> stop);
  * (Escape); @p chosen is called with the policy unless the Save is cancelled.
  */
 void askAboutClashes(QWidget *parent, const QStringList &problems, std::function<void(ClashPolicy)> chosen);
+/**
+ * Says that an import would need more subtitle downloads than the service
+ * allows today (@p warning) before any is spent; "Import Anyway" (the
+ * default) calls @p proceed, Cancel (Escape) imports nothing.
+ */
+void askAboutSubtitleAllowance(QWidget *parent, const QString &warning, std::function<void()> proceed);
 
 } // namespace WindowDialogs

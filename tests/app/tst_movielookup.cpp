@@ -294,12 +294,12 @@ private Q_SLOTS:
         QCOMPARE(list.at(0).approximateTime, QStringLiteral("02:24:10"));
         QCOMPARE(list.at(1).approximateTime, QStringLiteral("02:21:30"));
 
-        std::optional<std::optional<MovieItem>> applied;
-        MovieLookup::applySubtitle(item, list.at(1), &context, [&](const std::optional<MovieItem> &updated) {
+        std::optional<Outcome<MovieItem>> applied;
+        MovieLookup::applySubtitle(item, list.at(1), &context, [&](const Outcome<MovieItem> &updated) {
             applied = updated;
         });
         QTRY_VERIFY_WITH_TIMEOUT(applied.has_value(), 10000);
-        QVERIFY(applied->has_value());
+        QVERIFY(applied->ok());
         const MovieItem &withSubtitle = **applied;
         QCOMPARE(withSubtitle.value(ItemKey::subtitleFound).toBool(), true);
         QFile saved(withSubtitle.value(ItemKey::downloadedSubtitlePath).toString());

@@ -185,6 +185,20 @@ private Q_SLOTS:
         QCOMPARE(OpenSubtitlesRest::canonicalQuery({{QStringLiteral("moviehash"), QStringLiteral("ABCD")},
                                                     {QStringLiteral("Languages"), QStringLiteral("en")}}),
                  QStringLiteral("languages=en&moviehash=abcd"));
+
+        // Download links: the service's own https hosts and the configured API origin, nothing else.
+        const QString port = QString::number(m_server->port());
+        QVERIFY(OpenSubtitlesRest::isServiceLink(QUrl(QStringLiteral("https://www.opensubtitles.com/download/A1/subfile/x.srt"))));
+        QVERIFY(OpenSubtitlesRest::isServiceLink(QUrl(QStringLiteral("https://dl.opensubtitles.org/x.srt"))));
+        QVERIFY(OpenSubtitlesRest::isServiceLink(QUrl(QStringLiteral("http://127.0.0.1:%1/download/files/1.srt").arg(port))));
+        for (const QString &refused : {QStringLiteral("http://www.opensubtitles.com/x.srt"),
+                                       QStringLiteral("https://opensubtitles.com.evil.example/x.srt"),
+                                       QStringLiteral("https://evilopensubtitles.com/x.srt"),
+                                       QStringLiteral("file:///etc/passwd"),
+                                       QStringLiteral("ftp://dl.opensubtitles.org/x.srt"),
+                                       QStringLiteral("http://127.0.0.1:1/x.srt"),
+                                       QStringLiteral("http://user:pw@127.0.0.1:%1/x.srt").arg(port)})
+            QVERIFY2(!OpenSubtitlesRest::isServiceLink(QUrl(refused)), qPrintable(refused));
     }
 
     void failuresAreNamed_data()

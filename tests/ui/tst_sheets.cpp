@@ -1,6 +1,10 @@
 #include "WindowDriver.h"
 
 #include "base/ServiceConfig.h"
+#include "standin/OpenSubtitlesStandin.h"
+#include "ui/MessageBar.h"
+#include "subtitles/SubtitleCredentials.h"
+#include "subtitles/SubtitleQuota.h"
 #include "ui/DADImageView.h"
 #include "ui/SettingsSheet.h"
 
@@ -8,6 +12,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMessageBox>
+#include <QScopeGuard>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTableWidget>
@@ -313,7 +319,7 @@ private Q_SLOTS:
         QCOMPARE(rest, sorted);
         QVERIFY(!rest.contains(QStringLiteral("English")));
         // Each preset says what happens to the originals.
-        QVERIFY(d.find<QLabel>("preset3Description")->text().contains(QStringLiteral("original is deleted")));
+        QVERIFY(d.find<QLabel>("preset3Description")->text().contains(QStringLiteral("original goes to the Trash")));
         QVERIFY(d.find<QLabel>("preset1Description")->text().contains(QStringLiteral("in place")));
         d.screenshot(sheet, QStringLiteral("settings"));
 
@@ -334,6 +340,101 @@ private Q_SLOTS:
         QCOMPARE(stored.value(QStringLiteral("convertionOptions")).toInt(), 4);
         QCOMPARE(stored.value(QStringLiteral("selectedSearchLanguage")).toMap().value(QStringLiteral("alpha2")).toString(),
                  QStringLiteral("es"));
+    }
+
+    void subtitleServiceAndAllowance()
+    {
+        qunsetenv("KINOVELA_OPENSUBTITLES_PROVIDER");
+        qputenv("KINOVELA_OPENSUBTITLES_API_KEY", OpenSubtitlesStandin::restApiKey());
+        SubtitleQuota::forget();
+        d.server->clearRequests();
+        const auto restore = qScopeGuard([] {
+            qputenv("KINOVELA_OPENSUBTITLES_PROVIDER", "legacy");
+            qunsetenv("KINOVELA_OPENSUBTITLES_API_KEY");
+            SubtitleQuota::forget();
+            OpenSubtitlesStandin::setDownloadQuota(100);
+        });
+
+        // The service is chosen in the settings; the sheet says what the allowance is.
+        d.shortcut(QKeySequence(QStringLiteral("Ctrl+,")));
+        auto *sheet = d.find<QDialog>("settingsWindow");
+        QTRY_VERIFY(sheet->isVisible());
+        auto *service = d.find<QComboBox>("openSubtitlesProviderPU");
+        auto *allowance = d.find<QLabel>("openSubtitlesAllowance");
+        QVERIFY(service->isEnabled());
+        QCOMPARE(service->currentText(), QStringLiteral("OpenSubtitles.com"));
+        QVERIFY2(allowance->text().contains(QStringLiteral("first download")), qPrintable(allowance->text()));
+        service->setFocus();
+        WindowDriver::press(service, Qt::Key_Down);
+        QCOMPARE(service->currentText(), QStringLiteral("legacy (members only)"));
+        QVERIFY(allowance->text().contains(QStringLiteral("paying members")));
+        WindowDriver::press(service, Qt::Key_Return);
+        QVERIFY(!sheet->isVisible());
+        QCOMPARE(SubtitleCredentials::provider(), SubtitleCredentials::Provider::Legacy);
+        d.shortcut(QKeySequence(QStringLiteral("Ctrl+,")));
+        QTRY_VERIFY(sheet->isVisible());
+        QTest::mouseClick(d.find<QRadioButton>("preset4"), Qt::LeftButton, Qt::NoModifier, QPoint(8, 8));
+        service->setFocus();
+        WindowDriver::press(service, Qt::Key_Up);
+        WindowDriver::press(service, Qt::Key_Return);
+        QCOMPARE(SubtitleCredentials::provider(), SubtitleCredentials::Provider::Rest);
+
+        // One download left and two movies: asked before anything is spent; Escape imports nothing.
+        OpenSubtitlesStandin::setDownloadQuota(1);
+        SubtitleQuota::record(SubtitleQuota{1, QDateTime(QDate(2099, 1, 1), QTime(14, 0), Qt::UTC)});
+        const QStringList two{d.movie(QStringLiteral("Heat.1995.avi"), QStringLiteral("mpeg4-mp3.avi")),
+                              d.movie(QStringLiteral("The.Dark.Knight.2008.720p.mkv"), QStringLiteral("h264-ac3-srt.mkv"))};
+        const auto question = [this] {
+            QMessageBox *box = nullptr;
+            const bool shown = QTest::qWaitFor([&] {
+                box = d.window->findChild<QMessageBox *>(QStringLiteral("subtitleAllowanceQuestion"));
+                return box && box->isVisible();
+            });
+            return shown ? box : nullptr;
+        };
+        QVERIFY(d.drop(two));
+        QMessageBox *asked = question();
+        QVERIFY(asked);
+        QVERIFY2(asked->informativeText().contains(QStringLiteral("allows only 1 more")), qPrintable(asked->informativeText()));
+        d.screenshot(asked, QStringLiteral("subtitle-allowance"));
+        WindowDriver::press(asked, Qt::Key_Escape);
+        QTRY_VERIFY(!d.window->findChild<QMessageBox *>(QStringLiteral("subtitleAllowanceQuestion")));
+        QCOMPARE(d.table()->model()->rowCount(), 3);
+        QVERIFY(d.server->requests(QStringLiteral("rest-download")).isEmpty());
+
+        // Import Anyway: one movie gets the last download, the other says why it has none.
+        QSignalSpy finished(d.window->core(), &AppCore::importFinished);
+        QVERIFY(d.drop(two));
+        asked = question();
+        QVERIFY(asked);
+        WindowDriver::press(asked, Qt::Key_Return);
+        QVERIFY(finished.wait(30000));
+        const MovieItem heat = d.itemNamed(QStringLiteral("Heat.1995.avi"));
+        const MovieItem knight = d.itemNamed(QStringLiteral("The.Dark.Knight.2008.720p.mkv"));
+        QCOMPARE(int(heat.value(ItemKey::subtitleFound).toBool()) + int(knight.value(ItemKey::subtitleFound).toBool()), 1);
+        const MovieItem without = heat.value(ItemKey::subtitleFound).toBool() ? knight : heat;
+        const QString note = without.value(ItemKey::subtitleNote).toString();
+        QVERIFY2(note.contains(QStringLiteral("download limit reached until")), qPrintable(note));
+        const QModelIndex cell = d.table()->model()->index(d.rowOf(without.value(ItemKey::fileName).toString()),
+                                                           MovieListModel::SubtitleStatusColumn);
+        QCOMPARE(cell.data(Qt::DisplayRole).toString(), QStringLiteral("No subtitle"));
+        QCOMPARE(cell.data(Qt::ToolTipRole).toString(), note);
+        QTRY_VERIFY(d.window->messageBar()->messages().join(QString()).contains(QStringLiteral("download limit reached until")));
+
+        // The subtitle window says it too, and a refused download names the limit.
+        d.selectMovie(without.value(ItemKey::fileName).toString());
+        d.shortcut(QKeySequence(QStringLiteral("Ctrl+T")));
+        auto *subtitles = d.find<QDialog>("subtitleSearchWindow");
+        auto *list = d.find<QTableWidget>("subtitleSearchArrayController");
+        QTRY_VERIFY(subtitles->isVisible());
+        QVERIFY(d.find<QLabel>("subtitleAllowance")->text().contains(QStringLiteral("download limit reached until")));
+        QTRY_VERIFY_WITH_TIMEOUT(list->rowCount() > 0, 10000);
+        WindowDriver::press(list, Qt::Key_Return);
+        auto *status = d.find<QLabel>("subtitleStatus");
+        QTRY_VERIFY2(status->text().contains(QStringLiteral("download limit reached until")), qPrintable(status->text()));
+        d.screenshot(subtitles, QStringLiteral("subtitle-limit"));
+        WindowDriver::press(list, Qt::Key_Escape);
+        QVERIFY(!subtitles->isVisible());
     }
 };
 
