@@ -4,6 +4,7 @@
 #include "base/LanguageList.h"
 #include "base/Progress.h"
 #include "base/UserSettings.h"
+#include "base/UsRating.h"
 #include "cli/CommandTable.h"
 
 #include <QDir>
@@ -16,6 +17,11 @@
 #include <cstdio>
 
 namespace CliSupport {
+
+QString ratingLabel(const QString &rating)
+{
+    return UsRating::labelFor(rating).value_or(rating);
+}
 
 namespace {
 

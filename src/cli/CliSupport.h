@@ -14,6 +14,9 @@ class Progress;
 /** What the subcommands share: option parsing, JSON output, run-only settings. */
 namespace CliSupport {
 
+/** A rating string as people know it ("mpaa|R|400|" -> "R"); the string itself when it is none of the US ratings. */
+QString ratingLabel(const QString &rating);
+
 struct Arguments
 {
     QHash<QString, QString> values; // "--language" -> "fr"

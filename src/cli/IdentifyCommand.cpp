@@ -24,7 +24,7 @@ void printRecord(QTextStream &out, const QString &name, const MovieItem &record)
         << record.value(ItemKey::movieTMDBID).toLongLong() << ", IMDb " << record.value(ItemKey::imdbID).toString()
         << "\n";
     out << "    genre: " << record.value(ItemKey::movieGenre).toString()
-        << "   rating: " << record.value(ItemKey::movieRating_US).toString() << "\n";
+        << "   rating: " << CliSupport::ratingLabel(record.value(ItemKey::movieRating_US).toString()) << "\n";
     out << "    directors: " << record.value(ItemKey::movieDirectors).toString().replace(QLatin1Char('\n'), QStringLiteral(", "))
         << "\n";
 }

@@ -34,7 +34,7 @@ void printText(const QList<MovieItem> &items)
             out << "    movie: " << title << " (" << item.value(ItemKey::movieReleaseYear).toString() << "), TMDb "
                 << item.value(ItemKey::movieTMDBID).toLongLong() << "\n";
             out << "    genre: " << item.value(ItemKey::movieGenre).toString()
-                << "   rating: " << item.value(ItemKey::movieRating_US).toString() << "\n";
+                << "   rating: " << CliSupport::ratingLabel(item.value(ItemKey::movieRating_US).toString()) << "\n";
         }
         out << "    file: " << item.value(ItemKey::durationHuman).toString() << ", "
             << item.value(ItemKey::fileSize).toString() << ", video " << item.value(ItemKey::videoString).toString()

@@ -46,6 +46,9 @@ private Q_SLOTS:
         QCOMPARE(record[QStringLiteral("movieRating_US_Icon")].toObject()[QStringLiteral("resource")].toString(),
                  QStringLiteral("PG-13"));
         QCOMPARE(record[QStringLiteral("moviePoster")].toObject()[QStringLiteral("width")].toInt(), 200);
+        // Text output names the rating as people know it, not as the tags store it.
+        const CliRunner::Run text = cli({QStringLiteral("identify"), QStringLiteral("The.Dark.Knight.2008")});
+        QVERIFY2(text.out.contains("rating: PG-13\n"), text.out.constData());
 
         const CliRunner::Run missing = cli({QStringLiteral("identify"), QStringLiteral("--json"), QStringLiteral("Nothing.Here")});
         QCOMPARE(missing.exitCode, 1);
