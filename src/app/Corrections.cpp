@@ -82,6 +82,22 @@ Outcome<QString> keyFor(const QString &path)
     return key;
 }
 
+/** Changes the entry of the file at @p path (made when missing), noting where the file is now. */
+Outcome<void> changeEntry(const QString &path, const std::function<void(QJsonObject &entry)> &edit)
+{
+    const Outcome<QString> key = keyFor(path);
+    if (!key)
+        return key.error();
+    const QFileInfo file(path);
+    return change([&](QJsonObject &files) {
+        QJsonObject entry = files[*key].toObject();
+        edit(entry);
+        entry.insert(Path, file.absoluteFilePath());
+        entry.insert(Size, file.size());
+        files.insert(*key, entry);
+    });
+}
+
 } // namespace
 
 QString storePath()
@@ -110,12 +126,7 @@ std::optional<Memory> recall(const QString &key)
 
 Outcome<void> rememberMovie(const QString &path, qint64 tmdbID, const QString &title, const QString &year)
 {
-    const Outcome<QString> key = keyFor(path);
-    if (!key)
-        return key.error();
-    const qint64 size = QFileInfo(path).size();
-    return change([&](QJsonObject &files) {
-        QJsonObject entry = files[*key].toObject();
+    return changeEntry(path, [&](QJsonObject &entry) {
         if (entry[TmdbID].toInteger() != tmdbID) {
             entry.remove(SubtitleFileID);
             entry.remove(SubtitleLanguage);
@@ -123,25 +134,14 @@ Outcome<void> rememberMovie(const QString &path, qint64 tmdbID, const QString &t
         entry.insert(TmdbID, tmdbID);
         entry.insert(Title, title);
         entry.insert(Year, year);
-        entry.insert(Path, QFileInfo(path).absoluteFilePath());
-        entry.insert(Size, size);
-        files.insert(*key, entry);
     });
 }
 
 Outcome<void> rememberSubtitle(const QString &path, qint64 fileID, const QString &language)
 {
-    const Outcome<QString> key = keyFor(path);
-    if (!key)
-        return key.error();
-    const qint64 size = QFileInfo(path).size();
-    return change([&](QJsonObject &files) {
-        QJsonObject entry = files[*key].toObject();
+    return changeEntry(path, [&](QJsonObject &entry) {
         entry.insert(SubtitleFileID, fileID);
         entry.insert(SubtitleLanguage, language);
-        entry.insert(Path, QFileInfo(path).absoluteFilePath());
-        entry.insert(Size, size);
-        files.insert(*key, entry);
     });
 }
 
