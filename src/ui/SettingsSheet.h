@@ -5,13 +5,15 @@
 class AppCore;
 class QButtonGroup;
 class QComboBox;
+class QDoubleSpinBox;
 class QLineEdit;
 
 /**
  * Settings ("settingsWindow"): the search language (common
  * languages first, then all by name), what Save does with the files (the
  * preset radio group "radioBTNsGroup", each choice saying what happens to
- * the originals) and the OpenSubtitles account. The preset and language act
+ * the originals), the confidence below which a match needs review, and the
+ * OpenSubtitles account. The preset and language act
  * at once, as the Part asks; OK stores them, Cancel (Escape) puts back what
  * was there when the sheet opened.
  */
@@ -44,6 +46,7 @@ private:
     QLineEdit *m_apiKey;
     QLineEdit *m_user;
     QLineEdit *m_password;
+    QDoubleSpinBox *m_reviewThreshold;
     int m_presetWhenOpened = 0;
     int m_languageWhenOpened = -1;
 };
