@@ -167,6 +167,14 @@ private Q_SLOTS:
         const Outcome<bool> again = Corrections::forget(moved);
         QVERIFY(again && !*again);
 
+        // A store that cannot be read is kept aside, not overwritten, and the memories start afresh.
+        write(Corrections::storePath(), "{ not json");
+        QVERIFY(Corrections::rememberMovie(moved, 949, QStringLiteral("Heat"), QStringLiteral("1995")));
+        QCOMPARE(Corrections::recall(Corrections::keyOf(moved))->tmdbID, 949);
+        QFile aside(Corrections::storePath() + QStringLiteral(".unreadable"));
+        QVERIFY(aside.open(QIODevice::ReadOnly));
+        QCOMPARE(aside.readAll(), QByteArray("{ not json"));
+
         // A file too small to hash cannot be remembered, and says so.
         const QString tiny = m_files.filePath(QStringLiteral("tiny.mp4"));
         write(tiny, QByteArray(1000, 'x'));
