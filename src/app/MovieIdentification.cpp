@@ -186,9 +186,11 @@ private:
     {
         MatchConfidence::Signals signals;
         signals.source = m_source;
-        signals.nameTitle = NameClues::titleIn(m_name);
         signals.movieTitle = m_record.value(ItemKey::movieTitle).toString();
-        signals.nameYear = m_clues.year;
+        signals.nameTitle = NameClues::titleIn(m_name, signals.movieTitle);
+        // A number of the title (Blade Runner 2049) is no year; without any year in the name, the folder's counts.
+        const int nameYear = NameClues::yearIn(m_name, signals.movieTitle);
+        signals.nameYear = nameYear > 0 || NameClues::yearIn(m_name) > 0 ? nameYear : m_clues.year;
         signals.releaseYear = m_record.value(ItemKey::movieReleaseYear).toInt();
         signals.durationSeconds = m_clues.durationSeconds;
         signals.runtimeMinutes = m_runtimeMinutes;

@@ -39,13 +39,14 @@ const Pattern &tmdbTagPattern()
 }
 
 /** Where the year that yearIn() reads starts, -1 when there is none. */
-qsizetype yearPosition(const QString &name)
+qsizetype yearPosition(const QString &name, const QString &movieTitle)
 {
+    const QStringList titleWords = folded(movieTitle).split(QLatin1Char(' '));
     qsizetype position = -1;
     QRegularExpressionMatchIterator matches = yearPattern().globalMatch(name);
     while (matches.hasNext()) {
         const QRegularExpressionMatch match = matches.next();
-        if (match.capturedStart(1) > 0)
+        if (match.capturedStart(1) > 0 && !titleWords.contains(match.captured(1)))
             position = match.capturedStart(1);
     }
     return position;
@@ -78,9 +79,9 @@ QString Identifier::describe() const
     return QStringLiteral("IMDb number ") + imdbID;
 }
 
-int yearIn(const QString &name)
+int yearIn(const QString &name, const QString &movieTitle)
 {
-    const qsizetype position = yearPosition(name);
+    const qsizetype position = yearPosition(name, movieTitle);
     return position < 0 ? 0 : name.mid(position, 4).toInt();
 }
 
@@ -93,13 +94,13 @@ QString folded(const QString &title)
     return text.simplified();
 }
 
-QString titleIn(const QString &name)
+QString titleIn(const QString &name, const QString &movieTitle)
 {
     QString text = name;
     text.remove(tmdbTagPattern());
     text.remove(imdbPattern());
     qsizetype end = text.size();
-    for (const qsizetype position : {yearPosition(text), releaseTagPosition(text)}) {
+    for (const qsizetype position : {yearPosition(text, movieTitle), releaseTagPosition(text)}) {
         if (position > 0)
             end = std::min(end, position);
     }

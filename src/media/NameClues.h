@@ -24,16 +24,18 @@ struct Identifier
  * The release year in a file name: the last four-digit number from 1900 to
  * 2099 standing apart (between separators or brackets) after the first
  * word, so "2001.A.Space.Odyssey.1968" gives 1968 and "1917" alone gives 0.
- * 0 when there is none.
+ * A number that is a word of @p movieTitle is part of the title, not a
+ * year ("Blade.Runner.2049" for Blade Runner 2049). 0 when there is none.
  */
-int yearIn(const QString &name);
+int yearIn(const QString &name, const QString &movieTitle = {});
 
 /**
  * The title part of a file name, for comparing with a title: what comes
- * before the year or the first release tag (720p, BluRay, x264, ...),
- * lower case, with separators and punctuation as single spaces.
+ * before the year (as yearIn reads it) or the first release tag (720p,
+ * BluRay, x264, ...), lower case, with separators and punctuation as
+ * single spaces.
  */
-QString titleIn(const QString &name);
+QString titleIn(const QString &name, const QString &movieTitle = {});
 
 /** The same folding applied to a movie's title: lower case, punctuation as single spaces. */
 QString folded(const QString &title);

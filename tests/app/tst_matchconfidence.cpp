@@ -15,25 +15,30 @@ private Q_SLOTS:
     void namesGiveTheirYearAndTitle_data()
     {
         QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("movieTitle");
         QTest::addColumn<int>("year");
         QTest::addColumn<QString>("title");
-        QTest::newRow("scene name") << "The.Dark.Knight.2008.720p.BluRay.x264" << 2008 << "the dark knight";
-        QTest::newRow("year in brackets") << "Heat (1995)" << 1995 << "heat";
-        QTest::newRow("title starting with a year") << "2001.A.Space.Odyssey.1968" << 1968 << "2001 a space odyssey";
-        QTest::newRow("title that is a year") << "1917" << 0 << "1917";
-        QTest::newRow("no year, release tags") << "Inception.1080p.WEB-DL" << 0 << "inception";
-        QTest::newRow("resolution is no year") << "Alien.1920x1080" << 0 << "alien 1920x1080";
-        QTest::newRow("identifiers are not title") << "Heat.{tmdb-949}.tt0113277" << 0 << "heat";
-        QTest::newRow("underscores, apostrophe") << "Ocean's_Eleven_2001" << 2001 << "ocean s eleven";
+        QTest::newRow("scene name") << "The.Dark.Knight.2008.720p.BluRay.x264" << "" << 2008 << "the dark knight";
+        QTest::newRow("year in brackets") << "Heat (1995)" << "" << 1995 << "heat";
+        QTest::newRow("title starting with a year") << "2001.A.Space.Odyssey.1968" << "" << 1968 << "2001 a space odyssey";
+        QTest::newRow("title that is a year") << "1917" << "" << 0 << "1917";
+        QTest::newRow("no year, release tags") << "Inception.1080p.WEB-DL" << "" << 0 << "inception";
+        QTest::newRow("resolution is no year") << "Alien.1920x1080" << "" << 0 << "alien 1920x1080";
+        QTest::newRow("identifiers are not title") << "Heat.{tmdb-949}.tt0113277" << "" << 0 << "heat";
+        QTest::newRow("underscores, apostrophe") << "Ocean's_Eleven_2001" << "" << 2001 << "ocean s eleven";
+        QTest::newRow("a year of the title") << "Blade.Runner.2049.2017.1080p" << "Blade Runner 2049" << 2017
+                                             << "blade runner 2049";
+        QTest::newRow("only a year of the title") << "Blade.Runner.2049" << "Blade Runner 2049" << 0 << "blade runner 2049";
     }
 
     void namesGiveTheirYearAndTitle()
     {
         QFETCH(QString, name);
+        QFETCH(QString, movieTitle);
         QFETCH(int, year);
         QFETCH(QString, title);
-        QCOMPARE(NameClues::yearIn(name), year);
-        QCOMPARE(NameClues::titleIn(name), title);
+        QCOMPARE(NameClues::yearIn(name, movieTitle), year);
+        QCOMPARE(NameClues::titleIn(name, movieTitle), title);
     }
 
     void identifiersInNamesAndNfoFiles()
