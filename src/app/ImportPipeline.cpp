@@ -1,5 +1,6 @@
 #include "app/ImportPipeline.h"
 
+#include "app/FileClues.h"
 #include "app/MovieListModel.h"
 #include "app/MovieLookup.h"
 #include "base/Progress.h"
@@ -105,21 +106,37 @@ void ImportPipeline::gatherInfoToDisplayWithURLs(const QList<QUrl> &urls)
     }
 }
 
+namespace {
+
+/** What the worker learns of one file: the probe and, for a movie file, the clues to its identity. */
+struct ProbedFile
+{
+    std::shared_ptr<FileProbe> probe;
+    FileClues clues;
+};
+
+} // namespace
+
 void ImportPipeline::probeFile(quint64 generation, int index, int count, const QUrl &url)
 {
     if (generation != m_generation)
         return;
     const QString path = url.isLocalFile() ? url.toLocalFile() : url.toString();
-    auto *watcher = new QFutureWatcher<std::shared_ptr<FileProbe>>(this);
-    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, generation, index, count, path] {
-        const std::shared_ptr<FileProbe> probe = watcher->result();
+    auto *watcher = new QFutureWatcher<ProbedFile>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, generation, index, count] {
+        const ProbedFile file = watcher->result();
         watcher->deleteLater();
-        probed(generation, index, count, *probe);
+        probed(generation, index, count, *file.probe, file.clues);
     });
-    watcher->setFuture(QtConcurrent::run([path] { return std::make_shared<FileProbe>(path); }));
+    watcher->setFuture(QtConcurrent::run([path] {
+        ProbedFile file{std::make_shared<FileProbe>(path), FileClues()};
+        if (file.probe->isAcceptable())
+            file.clues = FileClues::forFile(path);
+        return file;
+    }));
 }
 
-void ImportPipeline::probed(quint64 generation, int index, int count, const FileProbe &probe)
+void ImportPipeline::probed(quint64 generation, int index, int count, const FileProbe &probe, const FileClues &clues)
 {
     if (generation != m_generation)
         return;
@@ -127,14 +144,16 @@ void ImportPipeline::probed(quint64 generation, int index, int count, const File
         finishFile(generation, index, count, nullptr);
         return;
     }
-    runOnlineStages(generation, index, count, MovieItemFacts::fromProbe(probe, index));
+    runOnlineStages(generation, index, count, MovieItemFacts::fromProbe(probe, index), clues);
 }
 
-void ImportPipeline::runOnlineStages(quint64 generation, int index, int count, MovieItem item)
+void ImportPipeline::runOnlineStages(quint64 generation, int index, int count, MovieItem item, FileClues clues)
 {
-    const QString movieName = item.value(ItemKey::fileString).toString();
+    // The lookup takes the name exactly as the list shows it.
+    clues.movieName = item.value(ItemKey::fileString).toString();
+    clues.durationSeconds = item.value(ItemKey::duration).toDouble();
     QPointer<ImportPipeline> self(this);
-    MovieLookup::getMovieInfo(movieName, [self, generation, index, count, item](const MovieItem &record) {
+    MovieLookup::identify(clues, [self, generation, index, count, item](const MovieItem &record) {
         if (self)
             self->lookedUp(generation, index, count, item, record);
     });

@@ -10,6 +10,7 @@
 #include <functional>
 
 class FileProbe;
+struct FileClues;
 class MovieListModel;
 class Progress;
 
@@ -69,8 +70,8 @@ Q_SIGNALS:
 
 private:
     void probeFile(quint64 generation, int index, int count, const QUrl &url);
-    void probed(quint64 generation, int index, int count, const FileProbe &probe);
-    void runOnlineStages(quint64 generation, int index, int count, MovieItem item);
+    void probed(quint64 generation, int index, int count, const FileProbe &probe, const FileClues &clues);
+    void runOnlineStages(quint64 generation, int index, int count, MovieItem item, FileClues clues);
     void lookedUp(quint64 generation, int index, int count, MovieItem item, const MovieItem &record);
     void finishFile(quint64 generation, int index, int count, const MovieItem *item);
     Preset currentPreset() const;

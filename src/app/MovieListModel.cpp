@@ -1,5 +1,7 @@
 #include "app/MovieListModel.h"
 
+#include "app/MatchConfidence.h"
+
 #include "base/ItemImage.h"
 
 #include <QItemSelectionModel>
@@ -89,6 +91,17 @@ bool MovieListModel::replaceItem(const MovieItem &edited)
         return false;
     replaceAt(row, edited);
     return true;
+}
+
+void MovieListModel::reviewAgainst(double threshold)
+{
+    for (MovieItem &item : m_items) {
+        if (item.contains(ItemKey::matchConfidence))
+            item.insert(ItemKey::needsReview,
+                        MatchConfidence::needsReview(item.value(ItemKey::matchConfidence).toDouble(), threshold));
+    }
+    if (!m_items.isEmpty())
+        Q_EMIT dataChanged(index(0, 0), index(count() - 1, ColumnCount - 1));
 }
 
 bool MovieListModel::removeSelected()

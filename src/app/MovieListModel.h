@@ -57,6 +57,8 @@ public:
      * wherever that item is now; false when it is no longer listed.
      */
     bool replaceItem(const MovieItem &edited);
+    /** Marks again which matches need review, after the review threshold changed. */
+    void reviewAgainst(double threshold);
     /** Removes the selected row. False when nothing is selected. */
     bool removeSelected();
 

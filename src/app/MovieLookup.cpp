@@ -1,9 +1,11 @@
 #include "app/MovieLookup.h"
 
+#include "app/Corrections.h"
+#include "app/LookupSupport.h"
+#include "app/MatchConfidence.h"
 #include "app/ServiceProblems.h"
 #include "base/Diagnostics.h"
 #include "base/SearchLanguage.h"
-#include "base/ServiceConfig.h"
 #include "metadata/StoreGenre.h"
 #include "metadata/TMDB.h"
 #include "metadata/TmdbAnswers.h"
@@ -17,136 +19,21 @@
 namespace MovieLookup {
 namespace {
 
-/** Why a search could not be made, in words a person can act on; the window's message bar hears it too. */
-QString reportTmdbProblem(const Error &error)
+/** A choice a person made is kept for the file; one that cannot be kept (a tiny file) is only logged. */
+void logUnremembered(const Outcome<void> &remembered)
 {
-    ServiceProblems::instance().report(QStringLiteral("TMDb"), ServiceConfig::tmdbApiUrl(), error);
-    return ServiceProblems::describe(QStringLiteral("TMDb"), ServiceConfig::tmdbApiUrl(), error);
+    if (!remembered)
+        Diagnostics::write(QStringLiteral("Your choice was not remembered: ") + remembered.errorText());
 }
 
-void merge(MovieItem &into, const MovieItem &from)
+void rememberMovieChoice(const MovieItem &item)
 {
-    for (auto it = from.cbegin(); it != from.cend(); ++it)
-        into.insert(it.key(), it.value());
+    const QString path = item.value(ItemKey::filePath).toString();
+    if (!path.isEmpty() && item.value(ItemKey::movieTMDBID).toLongLong() > 0)
+        logUnremembered(Corrections::rememberMovie(path, item.value(ItemKey::movieTMDBID).toLongLong(),
+                                                   item.value(ItemKey::movieTitle).toString(),
+                                                   item.value(ItemKey::movieReleaseYear).toString()));
 }
-
-/**
- * One identification of a file name, step by step: exact pass, closest
- * pass, poster, details, genre. Each step's request keeps the object alive
- * until its answer arrives.
- */
-class Identification : public std::enable_shared_from_this<Identification>
-{
-public:
-    Identification(QString movieName, ItemCompletion completion)
-        : m_name(std::move(movieName))
-        , m_language(SearchLanguage::current())
-        , m_completion(std::move(completion))
-    {
-    }
-
-    void start()
-    {
-        if (!m_client.hasKey()) {
-            const Error noKey = failure(ErrorKind::Missing, QStringLiteral("no TMDb key: enter one in Settings or set KINOVELA_TMDB_API_KEY"));
-            Diagnostics::write(QStringLiteral("Outer : ") + m_name + QStringLiteral(" -> ") + noKey.text);
-            m_record.insert(ItemKey::lookupFailure, noKey.text);
-            Q_EMIT ServiceProblems::instance().problem(noKey.text);
-            // Answered from the event loop, like every lookup.
-            TMDB::delay(0, [self = shared_from_this()] { self->m_completion(self->m_record); });
-            return;
-        }
-        m_client.searchMovies(m_name, m_language.alpha2, [self = shared_from_this()](const Outcome<Json> &answer) {
-            self->exactPass(answer);
-        });
-    }
-
-private:
-    void exactPass(const Outcome<Json> &answer)
-    {
-        if (!answer) {
-            Diagnostics::write(QStringLiteral("Outer : ") + m_name + QStringLiteral(" -> ") + answer.errorText());
-            m_record.insert(ItemKey::lookupFailure, reportTmdbProblem(answer.error()));
-            m_completion(m_record);
-            for (const QString &line : answer.error().details)
-                Diagnostics::write(line);
-            return;
-        }
-        const qsizetype exact = TmdbAnswers::exactTitleIndex(*answer, m_name);
-        if (exact >= 0) {
-            takeMatch((*answer)["results"][exact]);
-            return;
-        }
-        m_client.searchMovies(spacedName(), m_language.alpha2, [self = shared_from_this()](const Outcome<Json> &second) {
-            self->closestPass(second);
-        });
-    }
-
-    void closestPass(const Outcome<Json> &answer)
-    {
-        if (!answer) {
-            Diagnostics::write(QStringLiteral("Inner : ") + m_name + QStringLiteral(" -> ") + answer.errorText());
-            m_record.insert(ItemKey::lookupFailure, reportTmdbProblem(answer.error()));
-            m_completion(m_record);
-            return;
-        }
-        const qint64 total = (*answer)["total_results"].integer();
-        const qsizetype closest = TmdbAnswers::closestTitleIndex(*answer, m_name);
-        if (total < 1 || total > 9999 || closest < 0) {
-            Diagnostics::write(TMDB::loggable(m_client.searchUrl(spacedName(), m_language.alpha2)));
-            m_completion(m_record);
-            return;
-        }
-        takeMatch((*answer)["results"][closest]);
-    }
-
-    void takeMatch(const Json &result)
-    {
-        MovieItem match = TmdbAnswers::matchRecord(result, m_language.english, false);
-        const QString posterPath = match.value(ItemKey::moviePosterPath).toString();
-        TMDB::getPoster(QStringLiteral("original"), posterPath,
-                        [self = shared_from_this(), match](const ItemImage &poster) mutable {
-                            match.insert(ItemKey::moviePoster, QVariant::fromValue(poster));
-                            self->posterLoaded(match);
-                        });
-    }
-
-    void posterLoaded(const MovieItem &match)
-    {
-        merge(m_record, match);
-        const qint64 id = m_record.value(ItemKey::movieTMDBID).toLongLong();
-        if (id < 1) {
-            m_completion(m_record);
-            return;
-        }
-        m_client.getMoreMovieDataWithMovieTMDBID(id, [self = shared_from_this()](const MovieItem &details) {
-            self->detailsLoaded(details);
-        });
-    }
-
-    void detailsLoaded(const MovieItem &details)
-    {
-        merge(m_record, details);
-        StoreGenre::getGenreFromiTunesStoreWithMovieTitle(
-            m_record.value(ItemKey::movieTitle).toString(), m_record.value(ItemKey::movieReleaseYear).toString(),
-            details.value(ItemKey::tmdbGenre).toString(), [self = shared_from_this()](const MovieItem &genre) {
-                merge(self->m_record, genre);
-                self->m_completion(self->m_record);
-            });
-    }
-
-    /** The name searched on the second pass: dots and colons as spaces. */
-    QString spacedName() const
-    {
-        return QString(m_name).replace(QLatin1Char('.'), QLatin1Char(' ')).replace(QLatin1Char(':'), QLatin1Char(' '));
-    }
-
-    const QString m_name;
-    const SearchLanguage m_language;
-    const TMDB m_client;
-    ItemCompletion m_completion;
-    MovieItem m_record = TmdbAnswers::notFoundRecord();
-};
 
 /**
  * A person's choice of movie applied to an item, step by step: match keys,
@@ -221,6 +108,8 @@ private:
                     return;
                 self->m_item.insert(ItemKey::movieGenre, genre.value(ItemKey::movieGenre));
                 self->m_item.insert(ItemKey::genreFound, genre.value(ItemKey::genreFound));
+                MatchConfidence::applyPersonsChoice(self->m_item);
+                rememberMovieChoice(self->m_item);
                 self->m_completion(self->m_item);
             });
     }
@@ -237,12 +126,29 @@ Video videoOf(const MovieItem &item)
                  item.value(ItemKey::duration).toDouble());
 }
 
-} // namespace
-
-void getMovieInfo(const QString &movieName, ItemCompletion completion)
+MovieItem withSubtitle(const MovieItem &item, const Video &updated)
 {
-    std::make_shared<Identification>(movieName, std::move(completion))->start();
+    MovieItem result = item;
+    const bool found = updated.subStatus == SubtitleStauts::found;
+    result.insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
+    result.insert(ItemKey::subtitleFound, found);
+    result.insert(ItemKey::subtitleNote, found ? QString() : updated.statusText);
+    return result;
 }
+
+/** The subtitle remembered for the item's file, when it was chosen for this movie in the language searched now. */
+std::optional<Corrections::Memory> rememberedSubtitle(const MovieItem &item)
+{
+    const std::optional<Corrections::Memory> memory =
+        Corrections::recall(Corrections::keyOf(item.value(ItemKey::filePath).toString()));
+    if (!memory || memory->subtitleFileID < 1
+        || memory->subtitleLanguage != SearchLanguage::current().alpha3bOrEnglish()
+        || (memory->tmdbID > 0 && memory->tmdbID != item.value(ItemKey::movieTMDBID).toLongLong()))
+        return std::nullopt;
+    return memory;
+}
+
+} // namespace
 
 void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion)
 {
@@ -255,9 +161,27 @@ void findCandidates(const QString &text, QObject *context,
     QPointer<QObject> guard(context);
     TMDB().findMovieList(text, [guard, completion](const Outcome<QList<MovieItem>> &records) {
         if (!records)
-            reportTmdbProblem(records.error());
+            LookupSupport::reportTmdbProblem(records.error());
         if (guard)
             completion(records);
+    });
+}
+
+void movieById(qint64 tmdbID, std::function<void(const Outcome<MovieItem> &)> completion)
+{
+    TMDB().getDetails(tmdbID, [tmdbID, completion](const Outcome<Json> &answer) {
+        if (!answer) {
+            if (answer.errorKind() != ErrorKind::Refused)
+                LookupSupport::reportTmdbProblem(answer.error());
+            completion(failure(answer.errorKind(), QStringLiteral("TMDb has no movie %1: %2").arg(tmdbID).arg(answer.errorText())));
+            return;
+        }
+        MovieItem match = TmdbAnswers::matchRecord(*answer, SearchLanguage::current().english, true);
+        TMDB::getPoster(QStringLiteral("w154"), match.value(ItemKey::moviePosterPath).toString(),
+                        [match, completion](const ItemImage &poster) mutable {
+                            match.insert(ItemKey::moviePoster, QVariant::fromValue(poster));
+                            completion(match);
+                        });
     });
 }
 
@@ -269,17 +193,28 @@ void applyCandidate(const MovieItem &item, const MovieItem &candidate, Preset pr
 
 void fetchSubtitle(const MovieItem &item, QObject *context, ItemCompletion completion)
 {
-    videoOf(item).searchAndDownloadSubtitle(context, [item, completion](const Video &updated) {
-        MovieItem result = item;
-        const bool found = updated.subStatus == SubtitleStauts::found;
-        result.insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
-        result.insert(ItemKey::subtitleFound, found);
-        result.insert(ItemKey::subtitleNote, found ? QString() : updated.statusText);
-        // Not searched at all (no key, a refused log-in, the download limit): the service, not the movie, is why.
-        if (updated.subStatus == SubtitleStauts::notSearched)
-            ServiceProblems::instance().reportSentence(updated.statusText);
-        completion(result);
-    });
+    const auto search = [item, context, completion] {
+        videoOf(item).searchAndDownloadSubtitle(context, [item, completion](const Video &updated) {
+            // Not searched at all (no key, a refused log-in, the download limit): the service, not the movie, is why.
+            if (updated.subStatus == SubtitleStauts::notSearched)
+                ServiceProblems::instance().reportSentence(updated.statusText);
+            completion(withSubtitle(item, updated));
+        });
+    };
+    const std::optional<Corrections::Memory> memory = rememberedSubtitle(item);
+    if (!memory) {
+        search();
+        return;
+    }
+    // The subtitle the person chose for this file before; a search when it cannot be had any more.
+    videoOf(item).downloadSubtitleWithFileID(QString::number(memory->subtitleFileID), QStringLiteral("srt"), context,
+                                             [item, completion, search](const Video &updated) {
+                                                 if (updated.subStatus != SubtitleStauts::found) {
+                                                     search();
+                                                     return;
+                                                 }
+                                                 completion(withSubtitle(item, updated));
+                                             });
 }
 
 QList<SubtitleCandidate> sortedNewestFirst(QList<SubtitleCandidate> candidates)
@@ -302,7 +237,7 @@ void getSubtitleList(const MovieItem &item, QObject *context,
 void applySubtitle(const MovieItem &item, const SubtitleCandidate &candidate, QObject *context,
                    std::function<void(const Outcome<MovieItem> &)> completion)
 {
-    auto chosen = [item, completion](const Video &updated) {
+    auto chosen = [item, candidate, completion](const Video &updated) {
         Diagnostics::write(updated.downloadedSubtitlePath);
         if (updated.subStatus != SubtitleStauts::found) {
             const QString why = updated.statusText.isEmpty() ? QStringLiteral("The subtitle could not be downloaded")
@@ -310,11 +245,9 @@ void applySubtitle(const MovieItem &item, const SubtitleCandidate &candidate, QO
             completion(Error{ErrorKind::Failed, why});
             return;
         }
-        MovieItem result = item;
-        result.insert(ItemKey::downloadedSubtitlePath, updated.downloadedSubtitlePath);
-        result.insert(ItemKey::subtitleFound, true);
-        result.insert(ItemKey::subtitleNote, QString());
-        completion(result);
+        logUnremembered(Corrections::rememberSubtitle(item.value(ItemKey::filePath).toString(), candidate.fileID,
+                                                      SearchLanguage::current().alpha3bOrEnglish()));
+        completion(withSubtitle(item, updated));
     };
     videoOf(item).downloadSubtitleWithFileID(QString::number(candidate.fileID), QStringLiteral("srt"), context, chosen);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/FileClues.h"
 #include "base/Candidates.h"
 #include "base/MovieItemKeys.h"
 #include "base/Outcome.h"
@@ -38,6 +39,16 @@ using ItemCompletion = std::function<void(const MovieItem &item)>;
  */
 void getMovieInfo(const QString &movieName, ItemCompletion completion);
 
+/**
+ * Identifies the movie of a file: the movie a person chose for it earlier,
+ * else the one an identifier beside it names (a TMDb id or an IMDb number in
+ * its name, its folder's name or an .nfo file), else the name's match as
+ * getMovieInfo finds it. A found movie's record also says how sure the
+ * match is ("matchConfidence", "matchReasons", "needsReview" against the
+ * review threshold setting).
+ */
+void identify(const FileClues &clues, ItemCompletion completion);
+
 /** Every result of a manual search, as match records with small posters. */
 void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion);
 
@@ -50,10 +61,15 @@ void searchCandidates(const QString &text, std::function<void(const QList<MovieI
 void findCandidates(const QString &text, QObject *context,
                     std::function<void(const Outcome<QList<MovieItem>> &)> completion);
 
+/** The match record (small poster) of the movie with this TMDb id, or why there is none. */
+void movieById(qint64 tmdbID, std::function<void(const Outcome<MovieItem> &)> completion);
+
 /**
  * The item after a person chose @p candidate for it: the candidate's match
  * keys (its title becomes the search string), its full poster, its details,
  * with @p preset ConvertWithSubtitles a fresh subtitle, and its store genre.
+ * The match is the person's ("matchConfidence" 1) and is remembered for the
+ * file (Corrections), so a later import of it takes the same movie.
  */
 void applyCandidate(const MovieItem &item, const MovieItem &candidate, Preset preset, QObject *context,
                     ItemCompletion completion);
@@ -65,7 +81,11 @@ void fetchSubtitle(const MovieItem &item, QObject *context, ItemCompletion compl
 void getSubtitleList(const MovieItem &item, QObject *context,
                      std::function<void(const QList<SubtitleCandidate> &)> completion);
 
-/** Downloads the subtitle a person chose: the item with it, or why it could not be had. */
+/**
+ * Downloads the subtitle a person chose: the item with it, or why it could
+ * not be had. The choice is remembered for the file, and the subtitle stage
+ * of a later import takes it again.
+ */
 void applySubtitle(const MovieItem &item, const SubtitleCandidate &candidate, QObject *context,
                    std::function<void(const Outcome<MovieItem> &)> completion);
 

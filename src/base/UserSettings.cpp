@@ -2,6 +2,8 @@
 
 #include <QSettings>
 
+#include <algorithm>
+
 namespace UserSettings {
 namespace {
 
@@ -56,6 +58,18 @@ QVariantMap selectedSearchLanguage()
 void storeSelectedSearchLanguage(const QVariantMap &language)
 {
     store().setValue(selectedSearchLanguageKey, language);
+}
+
+double reviewThreshold()
+{
+    bool ok = false;
+    const double value = store().value(reviewThresholdKey).toDouble(&ok);
+    return ok && value >= 0 && value <= 1 ? value : defaultReviewThreshold;
+}
+
+void storeReviewThreshold(double threshold)
+{
+    store().setValue(reviewThresholdKey, std::clamp(threshold, 0.0, 1.0));
 }
 
 void setRunLanguage(const QVariantMap &language)

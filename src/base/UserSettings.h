@@ -32,6 +32,15 @@ Preset preset();
 QVariantMap selectedSearchLanguage();
 void storeSelectedSearchLanguage(const QVariantMap &language);
 
+/**
+ * "reviewThreshold": a match whose confidence is below it needs review
+ * (0.6 unless the person chose another value from 0 to 1).
+ */
+inline const QString reviewThresholdKey = QStringLiteral("reviewThreshold");
+inline constexpr double defaultReviewThreshold = 0.6;
+double reviewThreshold();
+void storeReviewThreshold(double threshold);
+
 void setRunLanguage(const QVariantMap &language);
 void setRunPreset(Preset preset);
 void clearRunOverrides();

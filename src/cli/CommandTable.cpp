@@ -80,11 +80,13 @@ QList<Command> lookingCommands()
                  text("look a movie up from a file name"),
                  text("Looks each NAME (a file name without its extension, such as The.Dark.Knight.2008) up on TMDb "
                       "the way an import does, and prints the record it would use: title, release date, TMDb and "
-                      "IMDb identifiers, store genre, US rating and directors. Exit status 1 when a NAME is not "
-                      "found."),
+                      "IMDb identifiers, store genre, US rating and directors, and how sure the match is: a confidence "
+                      "from 0 to 1 with its reasons, \"NEEDS REVIEW\" below the review threshold (also said on "
+                      "standard error). Exit status 1 when a NAME is not found."),
                  {language(), json()},
                  text("an array with one record per NAME, in order, with every key of the record; images print as "
-                      "{\"width\", \"height\", \"resource\"}."),
+                      "{\"width\", \"height\", \"resource\"}. A found movie has matchConfidence, matchReasons and "
+                      "needsReview."),
                  false, text("kinovela-cli identify The.Dark.Knight.2008"), text("Prints the record of The Dark Knight.")});
     list.append({text("search"), text("TEXT"), Completion::None,
                  text("list the TMDb candidates for a text"),
@@ -96,6 +98,33 @@ QList<Command> lookingCommands()
     return list;
 }
 
+// Commands that keep or drop the corrections a person made for a file.
+QList<Command> rememberingCommands()
+{
+    QList<Command> list;
+    list.append({text("choose"), text("FILE"), Completion::Files,
+                 text("remember the movie of a file"),
+                 text("Remembers that FILE is the TMDb movie ID, as choosing a movie in the window's Find Movie does: "
+                      "every later import of the file (found by its movie hash, so also when renamed or moved) takes "
+                      "that movie without searching and says so in its reasons. Prints the movie chosen. Exit status 1 "
+                      "when TMDb has no movie ID or the file cannot be hashed (shorter than 64 KiB)."),
+                 {{{text("--tmdb")}, text("ID"), text("The TMDb id of the movie, as search prints it."), Completion::None,
+                   true},
+                  json()},
+                 text("an object: file, movieTMDBID, movieTitle, movieReleaseYear."),
+                 false, text("kinovela-cli choose --tmdb 949 Heat.2003.avi"),
+                 text("Remembers Heat (1995) for this file, whatever its name says.")});
+    list.append({text("forget"), text("FILE..."), Completion::Files,
+                 text("forget the choices remembered for files"),
+                 text("Forgets the movie and the subtitle remembered for each FILE, so the next import identifies it "
+                      "from its name again. A file that is gone is found by the path it had. Says which files had "
+                      "nothing remembered. Exit status 1 when the store cannot be written."),
+                 {json()},
+                 text("an array with one object per FILE: file, forgotten (false when nothing was remembered)."),
+                 false, text("kinovela-cli forget Heat.2003.avi"), text("Forgets the movie chosen for this file.")});
+    return list;
+}
+
 QList<Command> makeCommands()
 {
     QList<Command> list = lookingCommands();
@@ -103,8 +132,11 @@ QList<Command> makeCommands()
                  text("identify the files and print the movie list"),
                  text("Imports the files as the window does: probes each one, identifies the movie from the file name, "
                       "completes the metadata (cast and crew, US rating, store genre, poster) and, with preset 4, "
-                      "downloads a subtitle into ~/Subtitles. Prints the movie list. The files are not changed. Exit "
-                      "status 1 when a file is not a movie file (it is skipped)."),
+                      "downloads a subtitle into ~/Subtitles. A movie chosen for a file before (see choose) or named by "
+                      "an identifier beside it ({tmdb-949}, tt0113277, an .nfo file) wins over the name. Prints the "
+                      "movie list with each match's confidence; the matches that need review are also named on "
+                      "standard error. The files are not changed. Exit status 1 when a file is not a movie file (it is "
+                      "skipped)."),
                  {preset(), language(), stagger(), json()},
                  text("the movie list, in list order, with every key of every item."),
                  true, text("kinovela-cli import --preset 4 The.Dark.Knight.2008.mkv"),
@@ -123,6 +155,7 @@ QList<Command> makeCommands()
                  true, text("kinovela-cli create --dest ~/Movies --preset 3 Alien.1979.mp4 Heat.1995.avi"),
                  text("Converts both files into ~/Movies as \"Alien.mp4\" and \"Heat.mp4\". With --preset 1, "
                       "Alien.1979.mp4 would be tagged where it lies instead.")});
+    list.append(rememberingCommands());
     list.append({text("help"), text("[COMMAND]"), Completion::Commands,
                  text("explain a command"),
                  text("Explains COMMAND: its options, the presets, the environment and the exit statuses. Without "
@@ -249,6 +282,9 @@ QList<Entry> files()
         {text("$XDG_CONFIG_HOME/Kinovela/Kinovela.conf"),
          text("the settings: search language and conversion preset (XDG_CONFIG_HOME defaults to ~/.config).")},
         {text("~/Subtitles"), text("the subtitles downloaded for preset 4.")},
+        {text("$XDG_DATA_HOME/Kinovela/Kinovela/corrections.json"),
+         text("the movies and subtitles chosen for files, by movie hash (see choose and forget; XDG_DATA_HOME defaults "
+              "to ~/.local/share).")},
     };
 }
 

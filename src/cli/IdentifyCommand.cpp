@@ -1,6 +1,7 @@
 #include "base/Diagnostics.h"
 #include "cli/CliSupport.h"
 #include "cli/Commands.h"
+#include "cli/MatchReport.h"
 #include "app/MovieLookup.h"
 
 #include <QEventLoop>
@@ -27,6 +28,7 @@ void printRecord(QTextStream &out, const QString &name, const MovieItem &record)
         << "   rating: " << CliSupport::ratingLabel(record.value(ItemKey::movieRating_US).toString()) << "\n";
     out << "    directors: " << record.value(ItemKey::movieDirectors).toString().replace(QLatin1Char('\n'), QStringLiteral(", "))
         << "\n";
+    out << "    " << MatchReport::line(record) << "\n";
 }
 
 } // namespace
@@ -59,6 +61,7 @@ int identify(const QStringList &arguments)
 
     bool allFound = true;
     for (qsizetype i = 0; i < records.size(); ++i) {
+        MatchReport::warnIfNeedsReview(parsed.positional.at(i), records.at(i));
         if (records.at(i).value(ItemKey::movieTitle).toString().isEmpty()) {
             allFound = false;
             const QString failure = records.at(i).value(ItemKey::lookupFailure).toString();

@@ -4,6 +4,7 @@
 #include "cli/CliSupport.h"
 #include "cli/Commands.h"
 #include "cli/ImportRun.h"
+#include "cli/MatchReport.h"
 
 #include <QJsonArray>
 #include <QTextStream>
@@ -35,6 +36,7 @@ void printText(const QList<MovieItem> &items)
                 << item.value(ItemKey::movieTMDBID).toLongLong() << "\n";
             out << "    genre: " << item.value(ItemKey::movieGenre).toString()
                 << "   rating: " << CliSupport::ratingLabel(item.value(ItemKey::movieRating_US).toString()) << "\n";
+            out << "    " << MatchReport::line(item) << "\n";
         }
         out << "    file: " << item.value(ItemKey::durationHuman).toString() << ", "
             << item.value(ItemKey::fileSize).toString() << ", video " << item.value(ItemKey::videoString).toString()

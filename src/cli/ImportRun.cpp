@@ -1,5 +1,7 @@
 #include "cli/ImportRun.h"
 
+#include "cli/MatchReport.h"
+
 #include "base/Diagnostics.h"
 
 #include "app/AppCore.h"
@@ -59,8 +61,10 @@ QStringList run(AppCore &core, const QStringList &files, double stagger)
         loop.exec();
 
     QSet<qint64> listed;
-    for (const MovieItem &item : core.list()->items())
+    for (const MovieItem &item : core.list()->items()) {
         listed.insert(item.value(ItemKey::serialNumber).toLongLong());
+        MatchReport::warnIfNeedsReview(item.value(ItemKey::fileName).toString(), item);
+    }
     for (int i = 0; i < files.size(); ++i) {
         if (!listed.contains(i)) {
             rejected.append(files.at(i));

@@ -118,6 +118,13 @@ QUrl TMDB::postersUrl(qint64 tmdbID, const QString &alpha2) const
     return QUrl::fromEncoded(text.toUtf8());
 }
 
+QUrl TMDB::findUrl(const QString &imdbID, const QString &alpha2) const
+{
+    const QString text = ServiceConfig::tmdbApiUrl() + QStringLiteral("/3/find/") + encodeQueryText(imdbID)
+        + QLatin1Char('?') + keyParameter() + QStringLiteral("external_source=imdb_id&language=") + encodeQueryText(alpha2);
+    return QUrl::fromEncoded(text.toUtf8());
+}
+
 QUrl TMDB::imageUrl(const QString &size, const QString &posterPath)
 {
     return QUrl::fromEncoded((ServiceConfig::tmdbImageUrl() + QStringLiteral("/t/p/") + size
@@ -189,10 +196,21 @@ void TMDB::findMovieList(const QString &searchString, std::function<void(const O
     });
 }
 
-void TMDB::getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion completion) const
+void TMDB::getDetails(qint64 tmdbID, JsonCompletion completion) const
 {
     const QUrl url = detailsUrl(tmdbID, SearchLanguage::current().alpha2);
-    HttpClient::forCurrentThread().getJson(authorizedRequest(url), mainContext(), [completion, tmdbID](const Outcome<Json> &answer) {
+    HttpClient::forCurrentThread().getJson(authorizedRequest(url), mainContext(), std::move(completion));
+}
+
+void TMDB::findByImdbID(const QString &imdbID, JsonCompletion completion) const
+{
+    const QUrl url = findUrl(imdbID, SearchLanguage::current().alpha2);
+    HttpClient::forCurrentThread().getJson(authorizedRequest(url), mainContext(), std::move(completion));
+}
+
+void TMDB::getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion completion) const
+{
+    getDetails(tmdbID, [completion, tmdbID](const Outcome<Json> &answer) {
         if (!answer) {
             Diagnostics::write(QStringLiteral("In More Movie Finder : ") + QString::number(tmdbID) + QStringLiteral(" -> ")
                                + answer.errorText());

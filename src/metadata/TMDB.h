@@ -50,6 +50,10 @@ public:
     void findMovieList(const QString &searchString, std::function<void(const Outcome<QList<MovieItem>> &)> completion) const;
     /** The 13-entry details record (the defaults when the request fails). */
     void getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion completion) const;
+    /** The details answer itself (for what the details record leaves out, such as "runtime"). */
+    void getDetails(qint64 tmdbID, JsonCompletion completion) const;
+    /** The answer of TMDb's find request for an IMDb number ("tt0133093"): its "movie_results". */
+    void findByImdbID(const QString &imdbID, JsonCompletion completion) const;
     /** Poster choices in the search language, with small pictures. */
     void getThumbnailsWithTmdbID(qint64 tmdbID, std::function<void(const QList<PosterChoice> &)> completion) const;
     /** The full-size poster, or "pnf". */
@@ -72,6 +76,7 @@ public:
     QUrl searchUrl(const QString &query, const QString &alpha2) const;
     QUrl detailsUrl(qint64 tmdbID, const QString &alpha2) const;
     QUrl postersUrl(qint64 tmdbID, const QString &alpha2) const;
+    QUrl findUrl(const QString &imdbID, const QString &alpha2) const;
     static QUrl imageUrl(const QString &size, const QString &posterPath);
 
 private:

@@ -187,6 +187,17 @@ MovieItem matchRecord(const Json &result, const QString &languageName, bool empt
     };
 }
 
+int runtimeMinutes(const Json &answer)
+{
+    const qint64 minutes = answer["runtime"].integer();
+    return minutes > 0 && minutes < 100000 ? int(minutes) : 0;
+}
+
+Json foundMovie(const Json &answer)
+{
+    return answer["movie_results"][0];
+}
+
 QStringList posterPathsInLanguage(const Json &answer, const QString &alpha2)
 {
     QStringList paths;

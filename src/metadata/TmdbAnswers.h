@@ -24,6 +24,10 @@ qsizetype exactTitleIndex(const Json &answer, const QString &movieName);
 qsizetype closestTitleIndex(const Json &answer, const QString &movieName);
 /** The match record of one search result, with the "pnf" picture until its poster arrives. */
 MovieItem matchRecord(const Json &result, const QString &languageName, bool emptyLanguageWhenNoId);
+/** The "runtime" of a details answer in minutes, 0 when TMDb gives none. */
+int runtimeMinutes(const Json &answer);
+/** The first movie of a find answer ("movie_results"); a null value when it found none. */
+Json foundMovie(const Json &answer);
 /** The poster paths in the language @p alpha2, in TMDb's order. */
 QStringList posterPathsInLanguage(const Json &answer, const QString &alpha2);
 

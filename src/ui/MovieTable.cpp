@@ -104,7 +104,9 @@ MovieSortModel::State MovieSortModel::stateOf(const MovieItem &item) const
     const auto outcome = m_saveOutcomes.constFind(item.value(ItemKey::serialNumber).toLongLong());
     if (outcome != m_saveOutcomes.constEnd())
         return outcome->first ? State::Saved : State::NotSaved;
-    return item.value(ItemKey::movieFoundStatus).toBool() ? State::Ready : State::NotIdentified;
+    if (!item.value(ItemKey::movieFoundStatus).toBool())
+        return State::NotIdentified;
+    return item.value(ItemKey::needsReview).toBool() ? State::NeedsReview : State::Ready;
 }
 
 QString MovieSortModel::stateText(const MovieItem &item) const
@@ -114,6 +116,7 @@ QString MovieSortModel::stateText(const MovieItem &item) const
     case State::NotIdentified: return tr("Not identified");
     case State::Saved: return tr("Saved");
     case State::NotSaved: return tr("Not saved");
+    case State::NeedsReview: return tr("Needs review");
     }
     return {};
 }
@@ -142,11 +145,25 @@ QVariant MovieSortModel::data(const QModelIndex &index, int role) const
     const auto outcome = m_saveOutcomes.value(item.value(ItemKey::serialNumber).toLongLong());
     QString explanation;
     switch (state) {
-    case State::Ready: explanation = tr("Identified as %1; ready to save.").arg(shownTitle(item)); break;
+    case State::Ready:
+        explanation = tr("Identified as %1; ready to save.").arg(shownTitle(item));
+        if (item.contains(ItemKey::matchConfidence))
+            explanation += QLatin1Char(' ')
+                + tr("Confidence %1: %2.")
+                      .arg(QString::number(item.value(ItemKey::matchConfidence).toDouble(), 'f', 2),
+                           item.value(ItemKey::matchReasons).toStringList().join(QStringLiteral("; ")));
+        break;
     case State::NotIdentified:
         explanation = tr("No movie on TMDb matched \u201c%1\u201d. Use Find Movie (Ctrl+I) to search for it by another "
                          "title, or Edit to type its details.")
                           .arg(item.value(ItemKey::searchString).toString());
+        break;
+    case State::NeedsReview:
+        explanation = tr("Matched to %1 (%2), but only with confidence %3: %4. Check it, or use Wrong Movie (Ctrl+I) "
+                         "to choose another.")
+                          .arg(shownTitle(item), item.value(ItemKey::movieReleaseYear).toString(),
+                               QString::number(item.value(ItemKey::matchConfidence).toDouble(), 'f', 2),
+                               item.value(ItemKey::matchReasons).toStringList().join(QStringLiteral("; ")));
         break;
     case State::Saved: explanation = tr("Saved as %1").arg(outcome.second); break;
     case State::NotSaved: explanation = tr("Not saved: %1. The source file was kept.").arg(outcome.second); break;
@@ -160,6 +177,7 @@ QVariant MovieSortModel::data(const QModelIndex &index, int role) const
             switch (state) {
             case State::Ready: return QVariant();
             case State::NotIdentified: return Icons::named(QStringLiteral("dialog-warning"));
+            case State::NeedsReview: return Icons::named(QStringLiteral("dialog-question"), QStringLiteral("dialog-warning"));
             case State::Saved: return Icons::named(QStringLiteral("emblem-default"));
             case State::NotSaved: return Icons::named(QStringLiteral("dialog-error"));
             }
@@ -168,7 +186,7 @@ QVariant MovieSortModel::data(const QModelIndex &index, int role) const
         }
     }
     if (column == MovieListModel::TitleColumn) {
-        if (role == Qt::FontRole && state == State::NotIdentified) {
+        if (role == Qt::FontRole && (state == State::NotIdentified || state == State::NeedsReview)) {
             QFont font;
             font.setItalic(true);
             return font;
@@ -215,7 +233,7 @@ bool MovieSortModel::filterAcceptsRow(int sourceRow, const QModelIndex &sourcePa
     const MovieItem item = sourceModel()->index(sourceRow, 0, sourceParent).data(MovieListModel::ItemRole).toMap();
     const QString haystack = QStringList{item.value(ItemKey::movieTitle).toString(), item.value(ItemKey::searchString).toString(),
                                          item.value(ItemKey::fileName).toString(), item.value(ItemKey::movieGenre).toString(),
-                                         item.value(ItemKey::movieReleaseYear).toString()}
+                                         item.value(ItemKey::movieReleaseYear).toString(), stateText(item)}
                                  .join(QLatin1Char(' '));
     for (const QString &word : m_filterWords) {
         if (!haystack.contains(word, Qt::CaseInsensitive))

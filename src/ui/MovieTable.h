@@ -15,8 +15,9 @@ class MovieListModel;
 /**
  * The list as a person sees it: sorted by any column (the import's own
  * order, by serial number, when no column is chosen), filtered by a text,
- * with one duration format and a state per row ("Not identified", "Not
- * saved" with the reason, "Saved"). The core's list keeps its own order;
+ * with one duration format and a state per row ("Not identified", "Needs
+ * review" with the match's confidence and reasons, "Not saved" with the
+ * reason, "Saved"). The core's list keeps its own order;
  * this proxy only presents it. Its first column (the list's poster column)
  * shows the state: the poster itself is shown beside the list.
  */
@@ -24,12 +25,16 @@ class MovieSortModel : public QSortFilterProxyModel
 {
     Q_OBJECT
 public:
-    enum class State { Ready, NotIdentified, Saved, NotSaved };
+    enum class State { Ready, NotIdentified, Saved, NotSaved, NeedsReview };
     static constexpr int StateColumn = 0;
 
     explicit MovieSortModel(QObject *parent = nullptr);
 
-    /** Rows whose title, search text, file name, genre or year hold every word of @p text. */
+    /**
+     * Rows whose title, search text, file name, genre, year or state hold
+     * every word of @p text: "needs review" narrows the list to the matches
+     * to check.
+     */
     void setFilterText(const QString &text);
     QString filterText() const { return m_filterText; }
 

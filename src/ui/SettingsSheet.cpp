@@ -1,6 +1,8 @@
 #include "ui/SettingsSheet.h"
 
 #include "app/AppCore.h"
+#include "app/MovieListModel.h"
+#include "base/UserSettings.h"
 #include "subtitles/SubtitleCredentials.h"
 #include "subtitles/SubtitleQuota.h"
 
@@ -8,6 +10,7 @@
 #include <QCollator>
 #include <QComboBox>
 #include <QDialogButtonBox>
+#include <QDoubleSpinBox>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -30,6 +33,7 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
     , m_apiKey(new QLineEdit(this))
     , m_user(new QLineEdit(this))
     , m_password(new QLineEdit(this))
+    , m_reviewThreshold(new QDoubleSpinBox(this))
 {
     setObjectName(QStringLiteral("settingsWindow"));
     setWindowTitle(tr("Settings"));
@@ -88,6 +92,13 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
 
     auto *languageRow = new QFormLayout;
     languageRow->addRow(tr("Search &language:"), m_language);
+    m_reviewThreshold->setObjectName(QStringLiteral("reviewThresholdSB"));
+    m_reviewThreshold->setRange(0.0, 1.0);
+    m_reviewThreshold->setSingleStep(0.05);
+    m_reviewThreshold->setDecimals(2);
+    m_reviewThreshold->setToolTip(tr("A match whose confidence is below this is marked \u201cNeeds review\u201d "
+                                     "(0 marks none)"));
+    languageRow->addRow(tr("&Review matches below:"), m_reviewThreshold);
     auto *layout = new QVBoxLayout(this);
     layout->setSizeConstraint(QLayout::SetMinimumSize);
     layout->addLayout(languageRow);
@@ -196,6 +207,7 @@ void SettingsSheet::openSheet()
     m_apiKey->setText(SubtitleCredentials::apiKey());
     m_user->setText(SubtitleCredentials::userName());
     m_password->clear();
+    m_reviewThreshold->setValue(UserSettings::reviewThreshold());
     const bool fromEnvironment = qEnvironmentVariableIsSet("KINOVELA_OPENSUBTITLES_PROVIDER");
     m_provider->setCurrentIndex(m_provider->findData(int(SubtitleCredentials::provider())));
     m_provider->setEnabled(!fromEnvironment);
@@ -220,6 +232,8 @@ void SettingsSheet::accept()
     if (!m_password->text().isEmpty())
         SubtitleCredentials::storePassword(m_password->text());
     m_password->clear();
+    UserSettings::storeReviewThreshold(m_reviewThreshold->value());
+    m_core->list()->reviewAgainst(UserSettings::reviewThreshold());
     QDialog::accept();
 }
 

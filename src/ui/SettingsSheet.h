@@ -5,6 +5,7 @@
 class AppCore;
 class QButtonGroup;
 class QComboBox;
+class QDoubleSpinBox;
 class QLabel;
 class QLineEdit;
 
@@ -12,9 +13,10 @@ class QLineEdit;
  * Settings ("settingsWindow"): the search language (common
  * languages first, then all by name), what Save does with the files (the
  * preset radio group "radioBTNsGroup", each choice saying what happens to
- * the originals) and the subtitle service: which one, the account, and the
- * downloads left today. The preset and language act at once; OK stores
- * them, Cancel (Escape) puts back what was there when the sheet opened.
+ * the originals), the confidence below which a match needs review, and the
+ * subtitle service: which one, the account, and the downloads left today.
+ * The preset and language act at once; OK stores them, Cancel (Escape) puts
+ * back what was there when the sheet opened.
  */
 class SettingsSheet : public QDialog
 {
@@ -47,6 +49,7 @@ private:
     QLineEdit *m_apiKey;
     QLineEdit *m_user;
     QLineEdit *m_password;
+    QDoubleSpinBox *m_reviewThreshold;
     int m_presetWhenOpened = 0;
     int m_languageWhenOpened = -1;
 };

@@ -1,3 +1,4 @@
+#include "app/Corrections.h"
 #include "app/MovieLookup.h"
 #include "base/Diagnostics.h"
 #include "base/ServiceConfig.h"
@@ -98,6 +99,7 @@ private Q_SLOTS:
         QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).clear();
         qunsetenv("KINOVELA_HTTP_TIMEOUT_MS");
         QDir().mkpath(ServiceConfig::subtitlesFolder());
+        QFile::remove(Corrections::storePath());
     }
 
     void exactTitleNeedsOneSearch()
@@ -263,6 +265,13 @@ private Q_SLOTS:
         QCOMPARE(chosen->value(ItemKey::subtitleFound).toBool(), withSubtitles);
         if (withSubtitles)
             QVERIFY(QFile::exists(chosen->value(ItemKey::downloadedSubtitlePath).toString()));
+        // The person's choice is sure, and remembered for the file.
+        QCOMPARE(chosen->value(ItemKey::matchConfidence).toDouble(), 1.0);
+        QCOMPARE(chosen->value(ItemKey::needsReview).toBool(), false);
+        const auto memory = Corrections::recall(Corrections::keyOf(item.value(ItemKey::filePath).toString()));
+        QVERIFY(memory.has_value());
+        QCOMPARE(memory->tmdbID, 949);
+        QCOMPARE(memory->title, QStringLiteral("Heat"));
     }
 
     void choiceIsDroppedWhenItsContextIsGone()
@@ -305,6 +314,19 @@ private Q_SLOTS:
         QFile saved(withSubtitle.value(ItemKey::downloadedSubtitlePath).toString());
         QVERIFY(saved.open(QIODevice::ReadOnly));
         QCOMPARE(saved.readAll(), OpenSubtitlesStandin::subtitleText(QString::number(list.at(1).fileID)));
+
+        // The import's subtitle stage takes the remembered choice again, without searching.
+        saved.close();
+        QVERIFY(QFile::remove(saved.fileName()));
+        m_server->clearRequests();
+        std::optional<MovieItem> fetched;
+        MovieLookup::fetchSubtitle(item, &context, [&](const MovieItem &updated) { fetched = updated; });
+        QTRY_VERIFY_WITH_TIMEOUT(fetched.has_value(), 10000);
+        QFile again(fetched->value(ItemKey::downloadedSubtitlePath).toString());
+        QVERIFY(again.open(QIODevice::ReadOnly));
+        QCOMPARE(again.readAll(), OpenSubtitlesStandin::subtitleText(QString::number(list.at(1).fileID)));
+        for (const StandinServer::Request &request : m_server->requests(QStringLiteral("xmlrpc")))
+            QVERIFY(!request.body.contains("SearchSubtitles"));
     }
 
     void newestFirstKeepsTheServiceOrderAmongEquals()

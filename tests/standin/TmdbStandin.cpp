@@ -57,6 +57,7 @@ const QList<Movie> &catalogue()
 }
 
 bool g_legacy = false;
+int g_runtimeMinutes = 0;
 QSize g_originalSize(200, 300);
 
 QStringList words(const QString &text)
@@ -210,7 +211,7 @@ StandinServer::Reply details(const StandinServer::Request &request)
         {QStringLiteral("production_countries"),
          QJsonArray{QJsonObject{{QStringLiteral("iso_3166_1"), QStringLiteral("US")},
                                 {QStringLiteral("name"), QStringLiteral("United States of America")}}}},
-        {QStringLiteral("runtime"), 120},
+        {QStringLiteral("runtime"), g_runtimeMinutes},
     };
     const QJsonObject credits = people(*movie);
     if (g_legacy) {
@@ -240,6 +241,24 @@ StandinServer::Reply details(const StandinServer::Request &request)
     if (append.contains(QStringLiteral("images")))
         answer.insert(QStringLiteral("images"), posters(*movie));
     return StandinServer::json(answer);
+}
+
+// The find request: an IMDb number to the movies it names, in the search result's shape.
+StandinServer::Reply find(const StandinServer::Request &request)
+{
+    const QString imdbID = request.path.section(QLatin1Char('/'), -1);
+    QJsonArray movies;
+    if (request.query.queryItemValue(QStringLiteral("external_source")) == QLatin1String("imdb_id")) {
+        for (const Movie &movie : catalogue()) {
+            if (movie.imdbId == imdbID)
+                movies.append(searchResult(movie));
+        }
+    }
+    return StandinServer::json({{QStringLiteral("movie_results"), movies},
+                                {QStringLiteral("person_results"), QJsonArray()},
+                                {QStringLiteral("tv_results"), QJsonArray()},
+                                {QStringLiteral("tv_episode_results"), QJsonArray()},
+                                {QStringLiteral("tv_season_results"), QJsonArray()}});
 }
 
 QByteArray encodedPoster(const QString &path, const QSize &size)
@@ -338,6 +357,7 @@ void TmdbStandin::install(StandinServer &server)
 {
     server.addRoute(QStringLiteral("search"), "GET", QStringLiteral("/3/search/movie"), search, tmdb);
     server.addRoute(QStringLiteral("details"), "GET", QStringLiteral("/3/movie/[0-9]+"), details, tmdb);
+    server.addRoute(QStringLiteral("find"), "GET", QStringLiteral("/3/find/[^/]+"), find, tmdb);
     server.addRoute(QStringLiteral("image"), "GET", QStringLiteral("/t/p/[^/]+/.+"), image);
     server.addRoute(QStringLiteral("itunes"), "GET", QStringLiteral("/search"), itunesSearch);
     server.addRoute(QStringLiteral("genres"), "GET", QStringLiteral("/WebObjects/MZStoreServices.woa/ws/genres"), genres);
@@ -359,6 +379,11 @@ void TmdbStandin::exportEnvironment(const StandinServer &server)
 void TmdbStandin::setLegacyShapes(bool legacy)
 {
     g_legacy = legacy;
+}
+
+void TmdbStandin::setRuntimeMinutes(int minutes)
+{
+    g_runtimeMinutes = minutes;
 }
 
 void TmdbStandin::setOriginalPosterSize(const QSize &size)

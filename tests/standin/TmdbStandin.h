@@ -18,7 +18,10 @@ class StandinServer;
  *   Heat             949    1995-12-15  tt0113277  R      no store result (TMDb genre)     /heat.jpg
  *   Alien            348    1979-05-25  tt0078748  R      store genre "Horror"              /alien.png
  *
- * Route names for failures: "search", "details", "image", "itunes", "genres".
+ * The find request knows the IMDb numbers above. Every movie's "runtime"
+ * is 0 (TMDb's "unknown") unless setRuntimeMinutes() says otherwise.
+ *
+ * Route names for failures: "search", "details", "find", "image", "itunes", "genres".
  */
 class TmdbStandin
 {
@@ -31,6 +34,8 @@ public:
     static void exportEnvironment(const StandinServer &server);
     /** Answers details with the older "casts"/"releases" members instead of "credits"/"release_dates". */
     static void setLegacyShapes(bool legacy);
+    /** The "runtime" every details answer gives, in minutes (0: unknown). */
+    static void setRuntimeMinutes(int minutes);
     /** Size of the "original" posters (small by default; benchmarks ask for 2000x3000). */
     static void setOriginalPosterSize(const QSize &size);
 

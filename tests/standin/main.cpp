@@ -2,7 +2,7 @@
 // port of 127.0.0.1. Prints the environment lines that point Kinovela at it,
 // then an empty line, and serves until it is stopped.
 //
-//   kinovela-standin [--poster-size WxH]
+//   kinovela-standin [--poster-size WxH] [--runtime MINUTES]
 #include "standin/StandinServer.h"
 #include "standin/StandinServices.h"
 #include "standin/TmdbStandin.h"
@@ -22,6 +22,10 @@ int main(int argc, char *argv[])
         if (parts.size() == 2)
             TmdbStandin::setOriginalPosterSize(QSize(parts.at(0).toInt(), parts.at(1).toInt()));
     }
+
+    const qsizetype runtimeOption = arguments.indexOf(QStringLiteral("--runtime"));
+    if (runtimeOption > 0 && runtimeOption + 1 < arguments.size())
+        TmdbStandin::setRuntimeMinutes(arguments.at(runtimeOption + 1).toInt());
 
     StandinServer server;
     if (!server.start()) {

@@ -6,6 +6,8 @@ TestEnvironment::TestEnvironment()
     qputenv("XDG_CONFIG_HOME", m_config.path().toUtf8());
     // The subtitle cache lives under HOME then, never in the person's own cache.
     qunsetenv("XDG_CACHE_HOME");
+    // So is everything kept in the data folder (the remembered corrections).
+    qunsetenv("XDG_DATA_HOME");
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/AppCore.h"
+#include "app/Corrections.h"
 #include "app/ImportPipeline.h"
 #include "app/MovieListModel.h"
 #include "standin/StandinServer.h"
@@ -46,6 +47,19 @@ public:
     {
         QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).clear();
         server->clearFailures();
+        forgetCorrections();
+        showNewWindow();
+    }
+    /** No movie or subtitle a person chose in an earlier test is remembered. */
+    static void forgetCorrections() { QFile::remove(Corrections::storePath()); }
+    /** Another window on the same settings and memories, as when Kinovela is started again. */
+    void reopenWindow()
+    {
+        closeWindow();
+        showNewWindow();
+    }
+    void showNewWindow()
+    {
         window = new AppDelegate;
         window->applicationDidFinishLaunching();
         window->core()->importer()->setStagger(0);
@@ -53,7 +67,6 @@ public:
         QVERIFY(QTest::qWaitForWindowExposed(window));
         activate();
     }
-
     void closeWindow()
     {
         delete window;
