@@ -4,6 +4,7 @@
 #include "creation/FileMove.h"
 #include "creation/FileNames.h"
 #include "creation/Mp4TagSpace.h"
+#include "creation/OutputCheck.h"
 #include "creation/TagWriter.h"
 
 #include <QFile>
@@ -44,6 +45,7 @@ CreationResult tagAndMove(const MovieItem &item, const PlannedItem &planned, Cre
         if (result.status) {
             result.outputPath = result.source;
             result.sourceFate = QStringLiteral("tagged where it was");
+            result.verdict = OutputCheck::check(result.outputPath, nullptr).text();
         }
         return result;
     }
@@ -55,6 +57,7 @@ CreationResult tagAndMove(const MovieItem &item, const PlannedItem &planned, Cre
     }
     result.outputPath = planned.finalPath;
     result.sourceFate = QStringLiteral("moved to ") + planned.finalPath;
+    result.verdict = OutputCheck::check(result.outputPath, nullptr).text();
     return result;
 }
 
@@ -122,13 +125,19 @@ QString disposeOf(const QString &path, bool deleteOutright)
 }
 
 CreationResult finishConversion(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                                const QStringList &arguments, bool deleteSource)
+                                const ConversionPlan &plan, bool deleteSource)
 {
     result.sourceFate = QStringLiteral("kept where it was");
+    result.notes = plan.notes;
     // A scratch file: it is thrown away on any failure, so it is flushed once, whole, before the source goes.
     result.status = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
     if (result.status)
-        result.status = checkOutput(temporaryPath, arguments, item.value(ItemKey::duration).toDouble());
+        result.status = checkOutput(temporaryPath, plan.arguments, item.value(ItemKey::duration).toDouble());
+    if (result.status) {
+        const OutputCheck::Verdict verdict = OutputCheck::check(temporaryPath, &plan);
+        result.status = verdict.status;
+        result.verdict = verdict.text();
+    }
     if (result.status && !FileMove::syncFile(temporaryPath))
         result.status = failure(ErrorKind::Io, QStringLiteral("the converted movie could not be flushed to the disk"));
     if (!result.status) {

@@ -299,7 +299,7 @@ private Q_SLOTS:
         for (int i = 0; i < 100; ++i)
             many.append(CreationResult{QStringLiteral("/m/%1.mkv").arg(i), QStringLiteral("convert"), QString(), QString(),
                                        i < 6 ? Status() : Status(failure(ErrorKind::Failed, QStringLiteral("converter failed"))),
-                                       QString()});
+                                       QString(), QString(), QStringList()});
         SaveResultDialog big(many, QStringLiteral("/dest"), d.window);
         big.show();
         QCOMPARE(big.summary(), QStringLiteral("6 saved to /dest, 94 need attention"));
