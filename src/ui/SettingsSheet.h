@@ -41,6 +41,7 @@ private:
     AppCore *m_core;
     QComboBox *m_language;
     QButtonGroup *m_presets;
+    QComboBox *m_profile; ///< the conversion profile, stored when the sheet is confirmed
     QLineEdit *m_apiKey;
     QLineEdit *m_user;
     QLineEdit *m_password;
