@@ -284,6 +284,8 @@ private Q_SLOTS:
         QCOMPARE(alert->summary(), QStringLiteral("2 saved to %1, 1 needs attention").arg(destination));
         QVERIFY(alert->details().contains(QStringLiteral("the source file is missing")));
         QVERIFY(alert->details().contains(QStringLiteral("the source was moved to the Trash")));
+        // Each saved movie carries what the check of the written file found.
+        QVERIFY(alert->details().contains(QStringLiteral("; plays on Apple TV")));
         QVERIFY(d.find<QPushButton>("showInFolderBTN"));
         QVERIFY(alert->height() <= d.window->screen()->availableGeometry().height());
         d.screenshot(alert, QStringLiteral("save-alert"));
