@@ -2,6 +2,7 @@
 
 #include "base/Diagnostics.h"
 #include "creation/FileMove.h"
+#include "creation/ForcedSubtitles.h"
 #include "creation/FileNames.h"
 #include "creation/Mp4TagSpace.h"
 #include "creation/OutputCheck.h"
@@ -33,6 +34,17 @@ Status moveToFreeName(const QString &from, QString &to)
         moved = FileMove::moveFile(from, to);
     }
     return moved;
+}
+
+/** Marks the plan's forced text subtitles in the converted file; says so in @p notes when it cannot. */
+void markForcedSubtitles(const QString &path, const ConversionPlan &plan, QStringList &notes)
+{
+    QList<int> forced;
+    for (const PlannedStream &stream : plan.outputStreams())
+        if (stream.forced && stream.outputCodec == QLatin1String("mov_text"))
+            forced.append(stream.outputIndex);
+    if (const Status marked = ForcedSubtitles::mark(path, forced); !marked)
+        notes.append(QStringLiteral("the forced subtitle is not marked forced: ") + marked.errorText());
 }
 
 } // namespace
@@ -129,6 +141,7 @@ CreationResult finishConversion(const MovieItem &item, CreationResult result, co
 {
     result.sourceFate = QStringLiteral("kept where it was");
     result.notes = plan.notes;
+    markForcedSubtitles(temporaryPath, plan, result.notes);
     // A scratch file: it is thrown away on any failure, so it is flushed once, whole, before the source goes.
     result.status = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
     if (result.status)

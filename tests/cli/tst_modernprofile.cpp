@@ -145,12 +145,13 @@ private Q_SLOTS:
         for (const QJsonValue &value : json(tool(mediainfo, {s("--Output=JSON"), path}))[s("media")].toObject()[s("track")].toArray()) {
             const QJsonObject track = value.toObject();
             tracks << QStringList{track[s("@type")].toString(), track[s("Format")].toString(), track[s("Language")].toString(),
-                                  track[s("Default")].toString(), track[s("HDR_Format")].toString()}
+                                  track[s("Default")].toString(), track[s("Forced")].toString(), track[s("HDR_Format")].toString()}
                           .join(QLatin1Char('/'));
         }
-        QCOMPARE(tracks, (QStringList{s("General/MPEG-4///"), s("Video/HEVC///SMPTE ST 2086"), s("Audio/E-AC-3/en/Yes/"),
-                                      s("Audio/AAC/en/No/"), s("Text/Timed Text/en/Yes/"), s("Text/Timed Text/en/No/"),
-                                      s("Menu/Timed Text/en//")}));
+        // The forced subtitle is forced where Apple players look: its sample entry's display flags.
+        QCOMPARE(tracks, (QStringList{s("General/MPEG-4////"), s("Video/HEVC////SMPTE ST 2086"), s("Audio/E-AC-3/en/Yes//"),
+                                      s("Audio/AAC/en/No//"), s("Text/Timed Text/en/Yes/No/"), s("Text/Timed Text/en/No/Yes/"),
+                                      s("Menu/Timed Text/en///")}));
 
         const QJsonObject exif = QJsonDocument::fromJson(tool(exiftool, {s("-j"), s("-G1"), s("-a"), path})).array().at(0).toObject();
         QCOMPARE(exif[s("Track1:CompressorID")].toString(), s("hvc1"));
