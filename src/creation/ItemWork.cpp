@@ -2,7 +2,7 @@
 
 #include "base/Diagnostics.h"
 #include "creation/FileMove.h"
-#include "creation/ForcedSubtitles.h"
+#include "creation/TrackFlags.h"
 #include "creation/FileNames.h"
 #include "creation/Mp4TagSpace.h"
 #include "creation/OutputCheck.h"
@@ -36,15 +36,19 @@ Status moveToFreeName(const QString &from, QString &to)
     return moved;
 }
 
-/** Marks the plan's forced text subtitles in the converted file; says so in @p notes when it cannot. */
-void markForcedSubtitles(const QString &path, const ConversionPlan &plan, QStringList &notes)
+/** Marks the plan's forced text subtitles and disables the subtitles it leaves off; says so in @p notes when it cannot. */
+void setSubtitleFlags(const QString &path, const ConversionPlan &plan, QStringList &notes)
 {
     QList<int> forced;
-    for (const PlannedStream &stream : plan.outputStreams())
+    QList<int> disabled;
+    for (const PlannedStream &stream : plan.outputStreams()) {
         if (stream.forced && stream.outputCodec == QLatin1String("mov_text"))
             forced.append(stream.outputIndex);
-    if (const Status marked = ForcedSubtitles::mark(path, forced); !marked)
-        notes.append(QStringLiteral("the forced subtitle is not marked forced: ") + marked.errorText());
+        if (!stream.enabled && stream.kind == QLatin1String("subtitle"))
+            disabled.append(stream.outputIndex);
+    }
+    if (const Status set = TrackFlags::apply(path, forced, disabled); !set)
+        notes.append(QStringLiteral("the subtitles' forced and enabled flags are as the converter left them: ") + set.errorText());
 }
 
 } // namespace
@@ -141,7 +145,7 @@ CreationResult finishConversion(const MovieItem &item, CreationResult result, co
 {
     result.sourceFate = QStringLiteral("kept where it was");
     result.notes = plan.notes;
-    markForcedSubtitles(temporaryPath, plan, result.notes);
+    setSubtitleFlags(temporaryPath, plan, result.notes);
     // A scratch file: it is thrown away on any failure, so it is flushed once, whole, before the source goes.
     result.status = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
     if (result.status)

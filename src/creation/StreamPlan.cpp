@@ -156,7 +156,7 @@ void order(QList<Entry> &entries)
             if (entry.stream.kind != kind || entry.stream.action == Drop)
                 continue;
             entry.stream.outputIndex = next++;
-            // One enabled track of each kind; the converter enables the first subtitle when none is marked.
+            // One enabled track of each kind; a subtitle only when the source marks it default.
             const bool wantsDefault = kind != QLatin1String("subtitle") || entry.stream.enabled;
             entry.stream.enabled = wantsDefault && !enabledOne;
             enabledOne = enabledOne || entry.stream.enabled;
@@ -168,14 +168,6 @@ void order(QList<Entry> &entries)
             if (entry.comment)
                 flags << QStringLiteral("comment");
             entry.disposition = flags.isEmpty() ? QStringLiteral("0") : flags.join(QLatin1Char('+'));
-        }
-        if (kind == QLatin1String("subtitle") && !enabledOne) {
-            for (Entry &entry : entries) {
-                if (entry.stream.kind == kind && entry.stream.kept()) {
-                    entry.stream.enabled = true;
-                    break;
-                }
-            }
         }
     }
 }

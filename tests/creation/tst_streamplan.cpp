@@ -165,7 +165,7 @@ private Q_SLOTS:
         // Every source stream is accounted for, in source order.
         QCOMPARE(summary(plan.streams), (list({
                                             "video hevc copy->hevc enabled", "audio eac3 copy->eac3 enabled",
-                                            "audio aac copy->aac", "subtitle subrip encode->mov_text enabled",
+                                            "audio aac copy->aac", "subtitle subrip encode->mov_text",
                                             "subtitle subrip encode->mov_text forced", "subtitle hdmv_pgs_subtitle drop",
                                             "video mjpeg drop", "attachment ttf drop"})));
         QCOMPARE(plan.outputStreams().size(), 5);
@@ -220,7 +220,7 @@ private Q_SLOTS:
         const QByteArray video = R"({"index":0,"codec_type":"video","codec_name":"hevc","codec_tag_string":"hvc1","pix_fmt":"yuv420p10le","disposition":{"default":1}})";
         const QByteArray eac3 = R"({"index":1,"codec_type":"audio","codec_name":"eac3","tags":{"language":"eng"},"disposition":{"default":1}})";
         const QByteArray aac = R"({"index":2,"codec_type":"audio","codec_name":"aac","tags":{"language":"eng"},"disposition":{"default":0}})";
-        const QByteArray text = R"({"index":3,"codec_type":"subtitle","codec_name":"mov_text","tags":{"language":"eng"},"disposition":{"default":1}})";
+        const QByteArray text = R"({"index":3,"codec_type":"subtitle","codec_name":"mov_text","tags":{"language":"eng"},"disposition":{"default":0}})";
         const QByteArray forced = R"({"index":4,"codec_type":"subtitle","codec_name":"mov_text","tags":{"language":"eng"},"disposition":{"default":0,"forced":1}})";
         const QByteArray chapters = R"({"index":5,"codec_type":"data","codec_name":"bin_data","codec_tag_string":"text"})";
         const QByteArray cover = R"({"index":6,"codec_type":"video","codec_name":"png","disposition":{"attached_pic":1}})";
