@@ -129,6 +129,7 @@ void AppCore::save(const QString &destinationFolder, ClashPolicy clashes)
     SaveOptions options;
     options.clashes = clashes;
     options.deleteSources = deletesSources();
+    options.profile = ConversionProfiles::current();
     m_batch->creationTaskWithDestinationFolder(destinationFolder, m_list->items(), m_conversionOption, options);
 }
 

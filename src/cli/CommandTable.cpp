@@ -32,6 +32,17 @@ Option preset()
             Completion::Presets};
 }
 
+Option profile()
+{
+    return {{text("--profile")},
+            text("PROFILE"),
+            text("Convert with PROFILE for this run only: classic (the first video and audio; anything but H.264 "
+                 "re-encoded, audio other than AAC or AC-3 made stereo AAC) or modern (every audio and text "
+                 "subtitle and the chapters kept; H.264, HEVC, AAC, AC-3 and E-AC-3 copied, only the rest "
+                 "re-encoded). Without it the profile chosen in the window's settings applies (classic when none "
+                 "was chosen). The stored setting is not changed.")};
+}
+
 Option stagger()
 {
     return {{text("--stagger")},
@@ -148,10 +159,12 @@ QList<Command> makeCommands()
                       "preset 4, its subtitle. Standard error shows one line per movie. ")
                      + convertedSourceFate()
                      + text(" Exit status 1 when a file was skipped or a movie was not created."),
-                 {destination(), preset(), language(), stagger(), deleteSources(), json()},
+                 {destination(), preset(), profile(), language(), stagger(), deleteSources(), json()},
                  text("an object with \"items\" (the movie list, as import prints it) and \"results\": one object per "
                       "item with source, action (tag, move or convert), outputPath, outcome (created or failed), "
-                      "movieTitle, sourceFate (where the source went), and reason when it failed."),
+                      "movieTitle, sourceFate (where the source went), verdict (what the check of the written movie "
+                      "found: \"plays on Apple TV\", or what will not and why), notes (streams the conversion left "
+                      "out), and reason when it failed."),
                  true, text("kinovela-cli create --dest ~/Movies --preset 3 Alien.1979.mp4 Heat.1995.avi"),
                  text("Converts both files into ~/Movies as \"Alien.mp4\" and \"Heat.mp4\". With --preset 1, "
                       "Alien.1979.mp4 would be tagged where it lies instead.")});

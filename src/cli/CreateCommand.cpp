@@ -1,5 +1,6 @@
 #include "app/AppCore.h"
 #include "app/MovieListModel.h"
+#include "base/ConversionProfile.h"
 #include "base/Diagnostics.h"
 #include "cli/CliSupport.h"
 #include "cli/Commands.h"
@@ -27,6 +28,8 @@ QJsonObject resultJson(const CreationResult &result)
     if (!result.succeeded())
         object.insert(QStringLiteral("reason"), result.reason());
     object.insert(QStringLiteral("sourceFate"), result.sourceFate);
+    object.insert(QStringLiteral("verdict"), result.verdict);
+    object.insert(QStringLiteral("notes"), QJsonArray::fromStringList(result.notes));
     return object;
 }
 
@@ -49,6 +52,11 @@ void reportResults(const QList<CreationResult> &results)
             line += QStringLiteral(" -> ") + CliSupport::displayPath(result.outputPath);
         if (!result.sourceFate.isEmpty() && result.outputPath != result.source)
             line += QStringLiteral(" (the source: ") + result.sourceFate + QLatin1Char(')');
+        // Only what needs a person's eye: what will not play, what was left out.
+        if (!result.verdict.isEmpty() && result.verdict != QLatin1String("plays on Apple TV"))
+            line += QStringLiteral("; ") + result.verdict;
+        for (const QString &note : result.notes)
+            line += QStringLiteral("; ") + note;
         Diagnostics::result(line);
     }
     if (CreationBatch::allSucceeded(results))
@@ -94,6 +102,13 @@ int create(const QStringList &arguments)
     QString error;
     if (!ImportRun::applyOptions(parsed, &stagger, &error))
         return usageError(error);
+
+    if (parsed.values.contains(QStringLiteral("--profile"))) {
+        const std::optional<ConversionProfile> profile = ConversionProfiles::fromName(parsed.value(QStringLiteral("--profile")));
+        if (!profile)
+            return usageError(QStringLiteral("--profile takes classic or modern, not '%1'").arg(parsed.value(QStringLiteral("--profile"))));
+        ConversionProfiles::setRunProfile(*profile);
+    }
 
     AppCore core;
     if (parsed.has(QStringLiteral("--delete-sources")))

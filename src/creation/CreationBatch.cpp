@@ -5,6 +5,7 @@
 #include "base/SearchLanguage.h"
 #include "creation/ConverterArguments.h"
 #include "creation/ConverterRunner.h"
+#include "creation/StreamPlan.h"
 #include "creation/FileMove.h"
 #include "creation/Mp4TagSpace.h"
 #include "creation/WriteBehind.h"
@@ -144,22 +145,24 @@ void CreationBatch::convert(const MovieItem &item, CreationResult result)
     const QString temporaryPath = ConverterArguments::temporaryMoviePath(result.outputPath);
     const double duration = item.value(ItemKey::duration).toDouble();
     Diagnostics::write(describe(item.value(ItemKey::tracksInfo)));
-    const QStringList arguments = ConverterArguments::converterArgumentsForItem(item, temporaryPath, SearchLanguage::current().alpha3bOrEnglish());
+    const ConversionPlan plan = StreamPlan::forItem(item, m_options.profile, temporaryPath,
+                                                    SearchLanguage::current().alpha3bOrEnglish());
+    const QStringList &arguments = plan.arguments;
     Diagnostics::write(QLatin1Char('[') + arguments.join(QStringLiteral(", ")) + QLatin1Char(']'));
 
     auto connection = std::make_shared<QMetaObject::Connection>();
     *connection = connect(m_runner, &ConverterRunner::finished, this,
-                          [this, connection, item, result, temporaryPath, arguments](const Status &status) {
+                          [this, connection, item, result, temporaryPath, plan](const Status &status) {
                               disconnect(*connection);
                               m_writeBehind->stop();
-                              converted(item, result, temporaryPath, arguments, status);
+                              converted(item, result, temporaryPath, plan, status);
                           });
     m_writeBehind->start(temporaryPath);
     m_runner->terminalProcessWithTerminalArgs(arguments, duration, m_index, int(m_items.size()));
 }
 
 void CreationBatch::converted(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                              const QStringList &arguments, const Status &status)
+                              const ConversionPlan &plan, const Status &status)
 {
     if (!status) {
         QFile::remove(temporaryPath);
@@ -170,8 +173,8 @@ void CreationBatch::converted(const MovieItem &item, CreationResult result, cons
         return;
     }
     const bool deleteSource = m_options.deleteSources;
-    runFileWork([item, result, temporaryPath, arguments, deleteSource] {
-        return ItemWork::finishConversion(item, result, temporaryPath, arguments, deleteSource);
+    runFileWork([item, result, temporaryPath, plan, deleteSource] {
+        return ItemWork::finishConversion(item, result, temporaryPath, plan, deleteSource);
     });
 }
 

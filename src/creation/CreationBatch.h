@@ -5,6 +5,7 @@
 #include "base/Preset.h"
 #include "creation/ItemWork.h"
 #include "creation/SavePlan.h"
+#include "creation/StreamPlan.h"
 
 #include <QFutureWatcher>
 #include <QList>
@@ -55,7 +56,7 @@ private:
     void runFileWork(std::function<CreationResult()> work);
     void convert(const MovieItem &item, CreationResult result);
     void converted(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                   const QStringList &arguments, const Status &status);
+                   const ConversionPlan &plan, const Status &status);
     void finishBatch();
 
     Progress *m_progress;

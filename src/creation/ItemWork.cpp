@@ -2,8 +2,10 @@
 
 #include "base/Diagnostics.h"
 #include "creation/FileMove.h"
+#include "creation/TrackFlags.h"
 #include "creation/FileNames.h"
 #include "creation/Mp4TagSpace.h"
+#include "creation/OutputCheck.h"
 #include "creation/TagWriter.h"
 
 #include <QFile>
@@ -34,6 +36,21 @@ Status moveToFreeName(const QString &from, QString &to)
     return moved;
 }
 
+/** Marks the plan's forced text subtitles and disables the subtitles it leaves off; says so in @p notes when it cannot. */
+void setSubtitleFlags(const QString &path, const ConversionPlan &plan, QStringList &notes)
+{
+    QList<int> forced;
+    QList<int> disabled;
+    for (const PlannedStream &stream : plan.outputStreams()) {
+        if (stream.forced && stream.outputCodec == QLatin1String("mov_text"))
+            forced.append(stream.outputIndex);
+        if (!stream.enabled && stream.kind == QLatin1String("subtitle"))
+            disabled.append(stream.outputIndex);
+    }
+    if (const Status set = TrackFlags::apply(path, forced, disabled); !set)
+        notes.append(QStringLiteral("the subtitles' forced and enabled flags are as the converter left them: ") + set.errorText());
+}
+
 } // namespace
 
 CreationResult tagAndMove(const MovieItem &item, const PlannedItem &planned, CreationResult result)
@@ -44,6 +61,7 @@ CreationResult tagAndMove(const MovieItem &item, const PlannedItem &planned, Cre
         if (result.status) {
             result.outputPath = result.source;
             result.sourceFate = QStringLiteral("tagged where it was");
+            result.verdict = OutputCheck::check(result.outputPath, nullptr).text();
         }
         return result;
     }
@@ -55,6 +73,7 @@ CreationResult tagAndMove(const MovieItem &item, const PlannedItem &planned, Cre
     }
     result.outputPath = planned.finalPath;
     result.sourceFate = QStringLiteral("moved to ") + planned.finalPath;
+    result.verdict = OutputCheck::check(result.outputPath, nullptr).text();
     return result;
 }
 
@@ -122,13 +141,20 @@ QString disposeOf(const QString &path, bool deleteOutright)
 }
 
 CreationResult finishConversion(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                                const QStringList &arguments, bool deleteSource)
+                                const ConversionPlan &plan, bool deleteSource)
 {
     result.sourceFate = QStringLiteral("kept where it was");
+    result.notes = plan.notes;
+    setSubtitleFlags(temporaryPath, plan, result.notes);
     // A scratch file: it is thrown away on any failure, so it is flushed once, whole, before the source goes.
     result.status = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
     if (result.status)
-        result.status = checkOutput(temporaryPath, arguments, item.value(ItemKey::duration).toDouble());
+        result.status = checkOutput(temporaryPath, plan.arguments, item.value(ItemKey::duration).toDouble());
+    if (result.status) {
+        const OutputCheck::Verdict verdict = OutputCheck::check(temporaryPath, &plan);
+        result.status = verdict.status;
+        result.verdict = verdict.text();
+    }
     if (result.status && !FileMove::syncFile(temporaryPath))
         result.status = failure(ErrorKind::Io, QStringLiteral("the converted movie could not be flushed to the disk"));
     if (!result.status) {

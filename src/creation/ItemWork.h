@@ -3,6 +3,7 @@
 #include "base/MovieItemKeys.h"
 #include "base/Outcome.h"
 #include "creation/SavePlan.h"
+#include "creation/StreamPlan.h"
 
 #include <QString>
 #include <QStringList>
@@ -17,6 +18,10 @@ struct CreationResult
     Status status;
     /** Where the source is now, in words a person can act on ("moved to the Trash: ...", "kept", "deleted"). */
     QString sourceFate;
+    /** What the check of the written movie found: "plays on Apple TV", or what will not and why. */
+    QString verdict;
+    /** What the conversion left out that a person would miss (image subtitles, Dolby Vision...). */
+    QStringList notes;
 
     bool succeeded() const { return status.ok(); }
     /** Why the item was not created; empty when it was. */
@@ -36,11 +41,11 @@ CreationResult tagAndMove(const MovieItem &item, const PlannedItem &planned, Cre
 /**
  * Finishes a conversion the converter ended cleanly: tags and flushes the
  * temporary file, checks it against the source (the mapped kinds of tracks
- * and the duration), gives it its final name and only then lets the source
+ * and the duration) and the plan (OutputCheck), gives it its final name and only then lets the source
  * go (to the Trash, or deleted outright when @p deleteSource).
  */
 CreationResult finishConversion(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                                const QStringList &arguments, bool deleteSource);
+                                const ConversionPlan &plan, bool deleteSource);
 
 /**
  * Whether the converted file holds every mapped kind of track and lasts

@@ -2,6 +2,7 @@
 
 #include "base/MovieItemKeys.h"
 #include "base/Outcome.h"
+#include "base/ConversionProfile.h"
 #include "base/Preset.h"
 #include "creation/ConverterArguments.h"
 
@@ -21,6 +22,8 @@ struct SaveOptions
     ClashPolicy clashes = ClashPolicy::Fail;
     /** Delete converted sources outright instead of moving them to the Trash. */
     bool deleteSources = false;
+    /** Which streams a conversion keeps and how (ConversionProfile). */
+    ConversionProfile profile = ConversionProfile::Classic;
 };
 
 /** Why an item cannot be saved under its name, found before any work starts. */

@@ -82,6 +82,8 @@ QStringList SaveResultDialog::detailsOf(const QList<CreationResult> &results)
             lines.append(QFileInfo::exists(result.source)
                              ? tr("\u2717 %1: %2; its source is kept as it was").arg(nameOf(result), result.reason())
                              : tr("\u2717 %1: %2").arg(nameOf(result), result.reason()));
+        if (result.succeeded() && !result.verdict.isEmpty())
+            lines.last() += QStringLiteral("; ") + (QStringList{result.verdict} + result.notes).join(QStringLiteral("; "));
     }
     return lines;
 }

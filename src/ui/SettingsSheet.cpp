@@ -3,6 +3,7 @@
 #include "app/AppCore.h"
 #include "app/MovieListModel.h"
 #include "base/UserSettings.h"
+#include "base/ConversionProfile.h"
 #include "subtitles/SubtitleCredentials.h"
 #include "subtitles/SubtitleQuota.h"
 
@@ -30,6 +31,7 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
     , m_presets(new QButtonGroup(this))
     , m_provider(new QComboBox(this))
     , m_allowance(new QLabel(this))
+    , m_profile(new QComboBox(this))
     , m_apiKey(new QLineEdit(this))
     , m_user(new QLineEdit(this))
     , m_password(new QLineEdit(this))
@@ -71,6 +73,16 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
                             Qt::ToolTipRole);
     m_allowance->setObjectName(QStringLiteral("openSubtitlesAllowance"));
     m_allowance->setWordWrap(true);
+    m_profile->setObjectName(QStringLiteral("conversionProfilePUBTN"));
+    m_profile->addItem(tr("Classic: the first video and sound, re-encoded unless H.264 and AAC/AC-3"),
+                       ConversionProfiles::name(ConversionProfile::Classic));
+    m_profile->addItem(tr("Modern: every sound and text subtitle and the chapters; only what Apple players cannot play "
+                          "is re-encoded"),
+                       ConversionProfiles::name(ConversionProfile::Modern));
+    auto *profileRow = new QFormLayout;
+    profileRow->addRow(tr("Con&version:"), m_profile);
+    presetLayout->addLayout(profileRow);
+
     m_apiKey->setObjectName(QStringLiteral("openSubtitlesApiKeyTF"));
     m_apiKey->setPlaceholderText(tr("optional: your opensubtitles.com API key"));
     m_user->setObjectName(QStringLiteral("openSubtitlesUserTF"));
@@ -204,6 +216,7 @@ void SettingsSheet::openSheet()
     m_presetWhenOpened = Presets::number(m_core->conversionOption());
     m_languageWhenOpened = m_core->selectedLanguageIndex();
     showLanguage(m_languageWhenOpened);
+    m_profile->setCurrentIndex(m_profile->findData(ConversionProfiles::name(ConversionProfiles::current())));
     m_apiKey->setText(SubtitleCredentials::apiKey());
     m_user->setText(SubtitleCredentials::userName());
     m_password->clear();
@@ -226,6 +239,8 @@ void SettingsSheet::accept()
     m_core->saveSettings();
     if (m_provider->isEnabled())
         SubtitleCredentials::storeProvider(SubtitleCredentials::Provider(m_provider->currentData().toInt()));
+    if (const std::optional<ConversionProfile> profile = ConversionProfiles::fromName(m_profile->currentData().toString()))
+        ConversionProfiles::store(*profile);
     SubtitleCredentials::storeApiKey(m_apiKey->text().trimmed());
     SubtitleCredentials::storeUserName(m_user->text().trimmed());
     // An empty field keeps the password that is in the keychain.

@@ -46,6 +46,7 @@ private:
     QButtonGroup *m_presets;
     QComboBox *m_provider;
     QLabel *m_allowance;
+    QComboBox *m_profile; ///< the conversion profile, stored when the sheet is confirmed
     QLineEdit *m_apiKey;
     QLineEdit *m_user;
     QLineEdit *m_password;

@@ -173,8 +173,9 @@ private Q_SLOTS:
             return;
         // create: one result per item, tagged in place with preset 1.
         const QJsonObject result = object[s("results")].toArray().at(0).toObject();
-        QCOMPARE(QStringList(result.keys()), (QStringList{s("action"), s("movieTitle"), s("outcome"), s("outputPath"),
-                                                          s("source"), s("sourceFate")}));
+        QCOMPARE(QStringList(result.keys()), (QStringList{s("action"), s("movieTitle"), s("notes"), s("outcome"),
+                                                          s("outputPath"), s("source"), s("sourceFate"), s("verdict")}));
+        QCOMPARE(result[s("verdict")].toString(), s("plays on Apple TV"));
         QCOMPARE(result[s("action")].toString(), s("tag"));
         QCOMPARE(result[s("outcome")].toString(), s("created"));
         QCOMPARE(run.errLines(), QList<QByteArray>{"tagged     Alien.1979.mp4"});

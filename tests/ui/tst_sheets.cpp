@@ -436,6 +436,36 @@ private Q_SLOTS:
         WindowDriver::press(list, Qt::Key_Escape);
         QVERIFY(!subtitles->isVisible());
     }
+
+    void conversionProfileFromTheSettings()
+    {
+        const QSettings stored(QStringLiteral("Kinovela"), QStringLiteral("Kinovela"));
+        auto *sheet = d.find<QDialog>("settingsWindow");
+        auto *profiles = d.find<QComboBox>("conversionProfilePUBTN");
+        // Escape forgets the choice made meanwhile.
+        d.shortcut(QKeySequence(QStringLiteral("Ctrl+,")));
+        QTRY_VERIFY(sheet->isVisible());
+        QVERIFY(profiles->currentText().startsWith(QStringLiteral("Classic")));
+        profiles->setFocus();
+        WindowDriver::press(profiles, Qt::Key_Down);
+        QVERIFY(profiles->currentText().startsWith(QStringLiteral("Modern")));
+        WindowDriver::press(profiles, Qt::Key_Escape);
+        QVERIFY(!sheet->isVisible());
+        QVERIFY(!stored.contains(QStringLiteral("conversionProfile")));
+        // Return stores it, and the sheet shows it next time.
+        d.shortcut(QKeySequence(QStringLiteral("Ctrl+,")));
+        QTRY_VERIFY(sheet->isVisible());
+        QVERIFY(profiles->currentText().startsWith(QStringLiteral("Classic")));
+        profiles->setFocus();
+        WindowDriver::press(profiles, Qt::Key_Down);
+        WindowDriver::press(profiles, Qt::Key_Return);
+        QVERIFY(!sheet->isVisible());
+        QCOMPARE(stored.value(QStringLiteral("conversionProfile")).toString(), QStringLiteral("modern"));
+        d.shortcut(QKeySequence(QStringLiteral("Ctrl+,")));
+        QTRY_VERIFY(sheet->isVisible());
+        QVERIFY(profiles->currentText().startsWith(QStringLiteral("Modern")));
+        WindowDriver::press(profiles, Qt::Key_Escape);
+    }
 };
 
 KINOVELA_TEST_MAIN_IMPL(TestSheets, QApplication)

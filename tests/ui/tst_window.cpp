@@ -284,6 +284,8 @@ private Q_SLOTS:
         QCOMPARE(alert->summary(), QStringLiteral("2 saved to %1, 1 needs attention").arg(destination));
         QVERIFY(alert->details().contains(QStringLiteral("the source file is missing")));
         QVERIFY(alert->details().contains(QStringLiteral("the source was moved to the Trash")));
+        // Each saved movie carries what the check of the written file found.
+        QVERIFY(alert->details().contains(QStringLiteral("; plays on Apple TV")));
         QVERIFY(d.find<QPushButton>("showInFolderBTN"));
         QVERIFY(alert->height() <= d.window->screen()->availableGeometry().height());
         d.screenshot(alert, QStringLiteral("save-alert"));
@@ -299,7 +301,7 @@ private Q_SLOTS:
         for (int i = 0; i < 100; ++i)
             many.append(CreationResult{QStringLiteral("/m/%1.mkv").arg(i), QStringLiteral("convert"), QString(), QString(),
                                        i < 6 ? Status() : Status(failure(ErrorKind::Failed, QStringLiteral("converter failed"))),
-                                       QString()});
+                                       QString(), QString(), QStringList()});
         SaveResultDialog big(many, QStringLiteral("/dest"), d.window);
         big.show();
         QCOMPARE(big.summary(), QStringLiteral("6 saved to /dest, 94 need attention"));
