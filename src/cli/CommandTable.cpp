@@ -40,6 +40,14 @@ Option stagger()
                  "services.")};
 }
 
+Option refresh()
+{
+    return {{text("--refresh")},
+            QString(),
+            text("Ask TMDb and the store again instead of taking their answers from the cache (kept for 7 days by "
+                 "default); the fresh answers replace the cached ones.")};
+}
+
 Option destination()
 {
     return {{text("--dest")},
@@ -82,7 +90,7 @@ QList<Command> lookingCommands()
                       "the way an import does, and prints the record it would use: title, release date, TMDb and "
                       "IMDb identifiers, store genre, US rating and directors. Exit status 1 when a NAME is not "
                       "found."),
-                 {language(), json()},
+                 {language(), refresh(), json()},
                  text("an array with one record per NAME, in order, with every key of the record; images print as "
                       "{\"width\", \"height\", \"resource\"}."),
                  false, text("kinovela-cli identify The.Dark.Knight.2008"), text("Prints the record of The Dark Knight.")});
@@ -105,7 +113,7 @@ QList<Command> makeCommands()
                       "completes the metadata (cast and crew, US rating, store genre, poster) and, with preset 4, "
                       "downloads a subtitle into ~/Subtitles. Prints the movie list. The files are not changed. Exit "
                       "status 1 when a file is not a movie file (it is skipped)."),
-                 {preset(), language(), stagger(), json()},
+                 {preset(), language(), stagger(), refresh(), json()},
                  text("the movie list, in list order, with every key of every item."),
                  true, text("kinovela-cli import --preset 4 The.Dark.Knight.2008.mkv"),
                  text("Lists the movie with the subtitle it found.")});
@@ -116,13 +124,25 @@ QList<Command> makeCommands()
                       "preset 4, its subtitle. Standard error shows one line per movie. ")
                      + convertedSourceFate()
                      + text(" Exit status 1 when a file was skipped or a movie was not created."),
-                 {destination(), preset(), language(), stagger(), deleteSources(), json()},
+                 {destination(), preset(), language(), stagger(), deleteSources(), refresh(), json()},
                  text("an object with \"items\" (the movie list, as import prints it) and \"results\": one object per "
                       "item with source, action (tag, move or convert), outputPath, outcome (created or failed), "
                       "movieTitle, sourceFate (where the source went), and reason when it failed."),
                  true, text("kinovela-cli create --dest ~/Movies --preset 3 Alien.1979.mp4 Heat.1995.avi"),
                  text("Converts both files into ~/Movies as \"Alien.mp4\" and \"Heat.mp4\". With --preset 1, "
                       "Alien.1979.mp4 would be tagged where it lies instead.")});
+    list.append({text("doctor"), QString(), Completion::None,
+                 text("check the programs, services and folders Kinovela needs"),
+                 text("Checks ffprobe and ffmpeg (found, version, the encoders libx264, aac and mov_text), each web "
+                      "service (TMDb: reachable and the key accepted; the store genre search; OpenSubtitles: the key "
+                      "and the download quota when known) and the folders (settings, subtitles, cache). Prints one "
+                      "line per check, each failure with what to do about it. Exit status 1 when something Kinovela "
+                      "needs is broken (a program, the TMDb key, the settings folder); the store, OpenSubtitles and "
+                      "the other folders only warn."),
+                 {json()},
+                 text("an array with one object per check: name, state (ok, warning or failed), text, advice and "
+                      "needed (true when the failure makes the exit status 1)."),
+                 false, text("kinovela-cli doctor"), text("Checks everything and says what to fix.")});
     list.append({text("help"), text("[COMMAND]"), Completion::Commands,
                  text("explain a command"),
                  text("Explains COMMAND: its options, the presets, the environment and the exit statuses. Without "
@@ -212,9 +232,11 @@ QList<Entry> environment()
     return {
         {text("KINOVELA_TMDB_API_URL"), text("TMDb's API address (default https://api.themoviedb.org).")},
         {text("KINOVELA_TMDB_IMAGE_URL"), text("TMDb's image address (default https://image.tmdb.org).")},
-        {text("KINOVELA_TMDB_API_KEY"), text("the TMDb API key (default: the built-in key).")},
+        {text("KINOVELA_TMDB_API_KEY"),
+         text("the TMDb credential: a v3 API key or a v4 read access token (default: the key entered in the window's "
+              "Settings > Services, else the one the build carries).")},
         {text("KINOVELA_ITUNES_URL"), text("the store search address (default https://itunes.apple.com).")},
-        {text("KINOVELA_ITUNES_GENRES_URL"), text("the store genre list address (default http://itunes.apple.com).")},
+        {text("KINOVELA_ITUNES_GENRES_URL"), text("the store genre list address (default https://itunes.apple.com).")},
         {text("KINOVELA_OPENSUBTITLES_URL"),
          text("the OpenSubtitles XML-RPC service, used when no API key is set (default "
               "https://api.opensubtitles.org:443/xml-rpc).")},
@@ -227,6 +249,12 @@ QList<Entry> environment()
          text("the OpenSubtitles account (default: the one from the settings; the password is kept in the system "
               "keychain).")},
         {text("KINOVELA_HTTP_TIMEOUT_MS"), text("how long a web request may take, in milliseconds (default 30000).")},
+        {text("KINOVELA_STORE_INTERVAL_MS"),
+         text("the time between two store genre requests, in milliseconds (default 3100: under the store's 20 a "
+              "minute).")},
+        {text("KINOVELA_STORE_RETRY_MS"),
+         text("how long to wait before asking the store again after it refused a request as too many (403), in "
+              "milliseconds (default 60000).")},
         {text("KINOVELA_FFPROBE, KINOVELA_FFMPEG"),
          text("the probe and converter programs (default: sniffer and creator beside the executable, else ffprobe "
               "and ffmpeg on PATH).")},
@@ -249,6 +277,9 @@ QList<Entry> files()
         {text("$XDG_CONFIG_HOME/Kinovela/Kinovela.conf"),
          text("the settings: search language and conversion preset (XDG_CONFIG_HOME defaults to ~/.config).")},
         {text("~/Subtitles"), text("the subtitles downloaded for preset 4.")},
+        {text("$XDG_CACHE_HOME/Kinovela"),
+         text("answers of TMDb, the store and OpenSubtitles, kept for 7 days so that importing the same files again "
+              "asks nothing (XDG_CACHE_HOME defaults to ~/.cache; --refresh asks again).")},
     };
 }
 
