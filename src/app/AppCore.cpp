@@ -126,6 +126,22 @@ void AppCore::save(const QString &destinationFolder)
 
 void AppCore::save(const QString &destinationFolder, ClashPolicy clashes)
 {
+    if (m_waitingForStore)
+        return;
+    if (ImportPipeline::storeAnswersPending() > 0) {
+        // What is written is the final record: the store genres still on their way come first.
+        m_waitingForStore = true;
+        m_progress->setTitle(QStringLiteral("Waiting for the store genres (%1 left)...")
+                                 .arg(ImportPipeline::storeAnswersPending()));
+        m_progress->setValue(0);
+        m_progress->begin(false);
+        ImportPipeline::whenStoreAnswered(this, [this, destinationFolder, clashes] {
+            m_waitingForStore = false;
+            m_progress->end();
+            save(destinationFolder, clashes);
+        });
+        return;
+    }
     SaveOptions options;
     options.clashes = clashes;
     options.deleteSources = deletesSources();
@@ -156,5 +172,5 @@ void AppCore::cancelSave()
 
 bool AppCore::isSaving() const
 {
-    return m_batch->isRunning();
+    return m_waitingForStore || m_batch->isRunning();
 }

@@ -69,7 +69,8 @@ public:
     /**
      * Save: creates a tagged movie of every listed item in
      * @p destinationFolder with the live preset; saveFinished() follows, also
-     * for an empty list. Does nothing while a Save runs.
+     * for an empty list. Does nothing while a Save runs. Store genres still
+     * on their way are waited for first, so the tags written are final.
      */
     void save(const QString &destinationFolder);
     /** Save with an explicit clash policy (the choice the window offers after checkSave()). */
@@ -113,4 +114,5 @@ private:
     QString m_languageListPath;
     std::optional<bool> m_runDeletesSources;
     QStringList m_importedPaths;
+    bool m_waitingForStore = false;
 };

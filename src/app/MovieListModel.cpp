@@ -91,6 +91,16 @@ bool MovieListModel::replaceItem(const MovieItem &edited)
     return true;
 }
 
+bool MovieListModel::updateItem(const MovieItem &changed)
+{
+    const int row = rowOfSerialNumber(changed.value(ItemKey::serialNumber).toLongLong());
+    if (row < 0)
+        return false;
+    m_items[row] = changed;
+    Q_EMIT dataChanged(index(row, 0), index(row, columnCount() - 1));
+    return true;
+}
+
 bool MovieListModel::removeSelected()
 {
     const int row = selectedRow();

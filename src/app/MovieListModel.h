@@ -57,6 +57,12 @@ public:
      * wherever that item is now; false when it is no longer listed.
      */
     bool replaceItem(const MovieItem &edited);
+    /**
+     * Changes the listed item with the same "serialNumber" in place, leaving
+     * the selection alone (a late answer, not an edit); false when it is no
+     * longer listed.
+     */
+    bool updateItem(const MovieItem &changed);
     /** Removes the selected row. False when nothing is selected. */
     bool removeSelected();
 

@@ -38,10 +38,11 @@ void merge(MovieItem &into, const MovieItem &from)
 class Identification : public std::enable_shared_from_this<Identification>
 {
 public:
-    Identification(QString movieName, ItemCompletion completion)
+    Identification(QString movieName, ItemCompletion completion, ItemCompletion genreLater)
         : m_name(std::move(movieName))
         , m_language(SearchLanguage::current())
         , m_completion(std::move(completion))
+        , m_genreLater(std::move(genreLater))
     {
     }
 
@@ -127,12 +128,24 @@ private:
     void detailsLoaded(const MovieItem &details)
     {
         merge(m_record, details);
-        StoreGenre::getGenreFromiTunesStoreWithMovieTitle(
-            m_record.value(ItemKey::movieTitle).toString(), m_record.value(ItemKey::movieReleaseYear).toString(),
-            details.value(ItemKey::tmdbGenre).toString(), [self = shared_from_this()](const MovieItem &genre) {
-                merge(self->m_record, genre);
-                self->m_completion(self->m_record);
-            });
+        const QString title = m_record.value(ItemKey::movieTitle).toString();
+        const QString year = m_record.value(ItemKey::movieReleaseYear).toString();
+        const QString tmdbGenre = details.value(ItemKey::tmdbGenre).toString();
+        if (m_genreLater) {
+            // The record goes now, with what the cache knows or TMDb's genre; the store's word follows.
+            const std::optional<MovieItem> cached = StoreGenre::cachedGenre(title, year, tmdbGenre);
+            merge(m_record, cached ? *cached
+                                   : MovieItem{{ItemKey::movieGenre, tmdbGenre}, {ItemKey::genreFound, !tmdbGenre.isEmpty()}});
+            m_completion(m_record);
+            if (!cached)
+                StoreGenre::getGenreFromiTunesStoreWithMovieTitle(title, year, tmdbGenre, m_genreLater);
+            return;
+        }
+        StoreGenre::getGenreFromiTunesStoreWithMovieTitle(title, year, tmdbGenre,
+                                                          [self = shared_from_this()](const MovieItem &genre) {
+                                                              merge(self->m_record, genre);
+                                                              self->m_completion(self->m_record);
+                                                          });
     }
 
     /** The name searched on the second pass: dots and colons as spaces. */
@@ -145,6 +158,7 @@ private:
     const SearchLanguage m_language;
     const TMDB m_client;
     ItemCompletion m_completion;
+    const ItemCompletion m_genreLater;
     MovieItem m_record = TmdbAnswers::notFoundRecord();
 };
 
@@ -241,7 +255,22 @@ Video videoOf(const MovieItem &item)
 
 void getMovieInfo(const QString &movieName, ItemCompletion completion)
 {
-    std::make_shared<Identification>(movieName, std::move(completion))->start();
+    std::make_shared<Identification>(movieName, std::move(completion), ItemCompletion())->start();
+}
+
+void getMovieInfo(const QString &movieName, ItemCompletion completion, ItemCompletion storeGenre)
+{
+    std::make_shared<Identification>(movieName, std::move(completion), std::move(storeGenre))->start();
+}
+
+int storeAnswersPending()
+{
+    return StoreGenre::pending();
+}
+
+void whenStoreAnswered(QObject *context, std::function<void()> done)
+{
+    StoreGenre::whenSettled(context, std::move(done));
 }
 
 void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion)

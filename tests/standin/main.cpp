@@ -2,7 +2,7 @@
 // port of 127.0.0.1. Prints the environment lines that point Kinovela at it,
 // then an empty line, and serves until it is stopped.
 //
-//   kinovela-standin [--poster-size WxH]
+//   kinovela-standin [--poster-size WxH] [--films N] [--store-limit N]
 #include "standin/StandinServer.h"
 #include "standin/StandinServices.h"
 #include "standin/TmdbStandin.h"
@@ -22,6 +22,13 @@ int main(int argc, char *argv[])
         if (parts.size() == 2)
             TmdbStandin::setOriginalPosterSize(QSize(parts.at(0).toInt(), parts.at(1).toInt()));
     }
+
+    const qsizetype films = arguments.indexOf(QStringLiteral("--films"));
+    if (films > 0 && films + 1 < arguments.size())
+        TmdbStandin::setExtraFilms(arguments.at(films + 1).toInt());
+    const qsizetype limit = arguments.indexOf(QStringLiteral("--store-limit"));
+    if (limit > 0 && limit + 1 < arguments.size())
+        TmdbStandin::setStoreLimit(arguments.at(limit + 1).toInt());
 
     StandinServer server;
     if (!server.start()) {
