@@ -17,6 +17,7 @@ int identify(const QStringList &arguments);
 int search(const QStringList &arguments);
 int import(const QStringList &arguments);
 int create(const QStringList &arguments);
+int doctor(const QStringList &arguments);
 
 /** Prints "kinovela-cli: <message>" and a hint to standard error; returns UsageError. */
 int usageError(const QString &message);

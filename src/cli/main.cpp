@@ -72,7 +72,7 @@ int run(const QString &command, const QStringList &arguments)
     const std::pair<const char *, Handler> handlers[] = {
         {"probe", Commands::probe},   {"hash", Commands::hash},     {"identify", Commands::identify},
         {"search", Commands::search}, {"import", Commands::import}, {"create", Commands::create},
-        {"help", help},
+        {"doctor", Commands::doctor}, {"help", help},
     };
     for (const auto &[name, handler] : handlers) {
         if (command == QLatin1String(name))
