@@ -2,6 +2,7 @@
 
 #include "app/AppCore.h"
 #include "subtitles/SubtitleCredentials.h"
+#include "ui/ServicesTab.h"
 
 #include <QButtonGroup>
 #include <QCollator>
@@ -14,6 +15,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QStandardItemModel>
+#include <QTabWidget>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -27,6 +29,7 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
     , m_apiKey(new QLineEdit(this))
     , m_user(new QLineEdit(this))
     , m_password(new QLineEdit(this))
+    , m_services(new ServicesTab(this))
 {
     setObjectName(QStringLiteral("settingsWindow"));
     setWindowTitle(tr("Settings"));
@@ -75,12 +78,20 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
 
     auto *languageRow = new QFormLayout;
     languageRow->addRow(tr("Search &language:"), m_language);
-    auto *layout = new QVBoxLayout(this);
-    layout->setSizeConstraint(QLayout::SetMinimumSize);
+    auto *general = new QWidget(this);
+    auto *layout = new QVBoxLayout(general);
     layout->addLayout(languageRow);
     layout->addWidget(presetBox);
     layout->addWidget(account);
-    layout->addWidget(buttons);
+
+    auto *tabs = new QTabWidget(this);
+    tabs->setObjectName(QStringLiteral("settingsTabs"));
+    tabs->addTab(general, tr("&General"));
+    tabs->addTab(m_services, tr("Ser&vices"));
+    auto *sheet = new QVBoxLayout(this);
+    sheet->setSizeConstraint(QLayout::SetMinimumSize);
+    sheet->addWidget(tabs);
+    sheet->addWidget(buttons);
 
     connect(buttons, &QDialogButtonBox::accepted, this, &SettingsSheet::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &SettingsSheet::reject);
@@ -180,6 +191,7 @@ void SettingsSheet::openSheet()
     m_apiKey->setText(SubtitleCredentials::apiKey());
     m_user->setText(SubtitleCredentials::userName());
     m_password->clear();
+    m_services->load();
     open();
     m_language->setFocus();
 }
@@ -187,6 +199,7 @@ void SettingsSheet::openSheet()
 void SettingsSheet::accept()
 {
     m_core->saveSettings();
+    m_services->store();
     SubtitleCredentials::storeApiKey(m_apiKey->text().trimmed());
     SubtitleCredentials::storeUserName(m_user->text().trimmed());
     // An empty field keeps the password that is in the keychain.

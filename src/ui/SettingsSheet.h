@@ -6,12 +6,15 @@ class AppCore;
 class QButtonGroup;
 class QComboBox;
 class QLineEdit;
+class ServicesTab;
 
 /**
  * Settings ("settingsWindow"): the search language (common
  * languages first, then all by name), what Save does with the files (the
  * preset radio group "radioBTNsGroup", each choice saying what happens to
- * the originals) and the OpenSubtitles account. The preset and language act
+ * the originals) and the OpenSubtitles account on the "General" tab; the
+ * TMDb key, a Test button per service and the lookup cache on the
+ * "Services" tab (ServicesTab). The preset and language act
  * at once, as the Part asks; OK stores them, Cancel (Escape) puts back what
  * was there when the sheet opened.
  */
@@ -44,6 +47,7 @@ private:
     QLineEdit *m_apiKey;
     QLineEdit *m_user;
     QLineEdit *m_password;
+    ServicesTab *m_services;
     int m_presetWhenOpened = 0;
     int m_languageWhenOpened = -1;
 };
