@@ -230,13 +230,15 @@ private:
             m_item.insert(ItemKey::movieRating_US_Icon, details.value(ItemKey::movieRating_US_Icon));
         StoreGenre::getGenreFromiTunesStoreWithMovieTitle(
             m_item.value(ItemKey::movieTitle).toString(), m_item.value(ItemKey::movieReleaseYear).toString(),
-            details.value(ItemKey::tmdbGenre).toString(), [self = shared_from_this()](const MovieItem &genre) {
+            details.value(ItemKey::tmdbGenre).toString(),
+            [self = shared_from_this()](const MovieItem &genre) {
                 if (!self->alive())
                     return;
                 self->m_item.insert(ItemKey::movieGenre, genre.value(ItemKey::movieGenre));
                 self->m_item.insert(ItemKey::genreFound, genre.value(ItemKey::genreFound));
                 self->m_completion(self->m_item);
-            });
+            },
+            StoreGenre::Turn::First); // a person is waiting for this one
     }
 
     MovieItem m_item;

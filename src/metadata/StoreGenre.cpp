@@ -61,14 +61,14 @@ public:
 
     int pending() const { return m_pending; }
 
-    void ask(const QString &title, const QString &year, Answer answer)
+    void ask(const QString &title, const QString &year, Answer answer, Turn turn)
     {
         ++m_pending;
         const QString key = cacheKey(title, year);
         const bool asked = m_waiting.contains(key);
         m_waiting[key].append(std::move(answer));
         if (!asked)
-            enqueue([this, title, year, key] { send(title, year, key, false); });
+            enqueue([this, title, year, key] { send(title, year, key, false); }, turn);
     }
 
     void whenSettled(QObject *context, std::function<void()> done)
@@ -78,9 +78,12 @@ public:
     }
 
 private:
-    void enqueue(std::function<void()> job)
+    void enqueue(std::function<void()> job, Turn turn = Turn::Last)
     {
-        m_jobs.push_back(std::move(job));
+        if (turn == Turn::First)
+            m_jobs.push_front(std::move(job));
+        else
+            m_jobs.push_back(std::move(job));
         schedule();
     }
 
@@ -221,7 +224,7 @@ std::optional<MovieItem> cachedGenre(const QString &movieTitle, const QString &m
 }
 
 void getGenreFromiTunesStoreWithMovieTitle(const QString &movieTitle, const QString &movieReleaseYear,
-                                           const QString &tmdbGenre, GenreCompletion completion)
+                                           const QString &tmdbGenre, GenreCompletion completion, Turn turn)
 {
     if (const std::optional<MovieItem> cached = cachedGenre(movieTitle, movieReleaseYear, tmdbGenre)) {
         QTimer::singleShot(0, QCoreApplication::instance(), [completion, record = *cached] { completion(record); });
@@ -229,7 +232,7 @@ void getGenreFromiTunesStoreWithMovieTitle(const QString &movieTitle, const QStr
     }
     Queue::instance().ask(movieTitle, movieReleaseYear, [completion, tmdbGenre](const std::optional<QString> &genre) {
         completion(genreRecord(genre && !genre->isEmpty() ? *genre : tmdbGenre));
-    });
+    }, turn);
 }
 
 int pending()

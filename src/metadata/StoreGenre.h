@@ -28,9 +28,12 @@ namespace StoreGenre {
 
 using GenreCompletion = std::function<void(const MovieItem &genre)>;
 
+/** Where a lookup joins the queue: a person waiting for it goes before an import's lookups. */
+enum class Turn { Last, First };
+
 /** The genre record ("movieGenre", "genreFound") of a movie. */
 void getGenreFromiTunesStoreWithMovieTitle(const QString &movieTitle, const QString &movieReleaseYear,
-                                           const QString &tmdbGenre, GenreCompletion completion);
+                                           const QString &tmdbGenre, GenreCompletion completion, Turn turn = Turn::Last);
 /** The genre record when the cache has the store's word on this title and year, without asking. */
 std::optional<MovieItem> cachedGenre(const QString &movieTitle, const QString &movieReleaseYear, const QString &tmdbGenre);
 /** Writes the store's movie subgenres to the diagnostics (a diagnostic aid). */

@@ -41,6 +41,7 @@ ServicesTab::ServicesTab(QWidget *parent)
 {
     setObjectName(QStringLiteral("servicesTab"));
     m_tmdbKey->setObjectName(QStringLiteral("tmdbApiKeyTF"));
+    m_tmdbKey->setEchoMode(QLineEdit::PasswordEchoOnEdit);
     m_tmdbKey->setPlaceholderText(tr("API key (v3) or API Read Access Token (v4)"));
     m_tmdbKey->setToolTip(tr("From themoviedb.org/settings/api: either the API key or the API Read Access Token"));
     m_environmentNote->setObjectName(QStringLiteral("tmdbEnvironmentNote"));

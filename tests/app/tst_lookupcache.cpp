@@ -139,6 +139,18 @@ private Q_SLOTS:
                  QStringList({QStringLiteral("Horror"), QStringLiteral("tmdb")}));
         QCOMPARE(storeCalls(), 3);
         QVERIFY(!StoreGenre::cachedGenre(QStringLiteral("Alien"), QStringLiteral("1986"), {}).has_value());
+
+        // A person's choice of movie goes before the import's lookups still waiting.
+        int answered = 0;
+        for (const char *title : {"The Dark Knight", "Film 001"})
+            StoreGenre::getGenreFromiTunesStoreWithMovieTitle(QString::fromLatin1(title), QStringLiteral("2008"), {},
+                                                              [&](const MovieItem &) { ++answered; });
+        StoreGenre::getGenreFromiTunesStoreWithMovieTitle(QStringLiteral("The Dark Knight Rises"), QStringLiteral("2012"), {},
+                                                          [&](const MovieItem &) { ++answered; }, StoreGenre::Turn::First);
+        QTRY_COMPARE_WITH_TIMEOUT(answered, 3, 10000);
+        const QList<StandinServer::Request> order = m_server->requests(QStringLiteral("itunes")).mid(3);
+        QCOMPARE(order.size(), 3);
+        QCOMPARE(order.at(0).query.queryItemValue(QStringLiteral("term"), QUrl::FullyDecoded), QStringLiteral("The Dark Knight Rises"));
     }
 
     void throttledStoreIsWaitedOutOnce()

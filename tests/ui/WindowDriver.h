@@ -41,10 +41,11 @@ public:
         StandinServices::exportEnvironment(*server);
     }
 
-    /** A fresh window on fresh settings, shown and active. */
+    /** A fresh window on fresh settings and an empty lookup cache, shown and active. */
     void openWindow()
     {
         QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).clear();
+        TestEnvironment::forgetLookups();
         server->clearFailures();
         window = new AppDelegate;
         window->applicationDidFinishLaunching();
