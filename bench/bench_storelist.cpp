@@ -2,12 +2,13 @@
 // 20 calls a minute (and answers 403 beyond), against the stand-in services
 // in this process, with Kinovela's own pacing of the store.
 //
-//   bench_storelist MEDIA [FILMS] [--wait-store]
+//   bench_storelist MEDIA [FILMS] [--wait-store] [--store-at-once]
 //
 // MEDIA is a small movie file, copied as "Film 001.mp4"...; FILMS defaults
 // to 200. Prints "name=value" lines: list_s (every file listed), and with
 // --wait-store settle_s (every store genre in), store_calls (retries
 // after a 403 included) and store_genres (items that got the store's genre).
+// --store-at-once is the reference: a store without a limit, asked unpaced.
 #include "app/AppCore.h"
 #include "app/ImportPipeline.h"
 #include "app/MovieListModel.h"
@@ -33,8 +34,9 @@ int main(int argc, char *argv[])
         std::fprintf(stderr, "usage: bench_storelist MEDIA [FILMS] [--wait-store]\n");
         return 2;
     }
-    const int films = arguments.size() > 2 && arguments.at(2) != QLatin1String("--wait-store") ? arguments.at(2).toInt() : 200;
+    const int films = arguments.size() > 2 && !arguments.at(2).startsWith(QLatin1String("--")) ? arguments.at(2).toInt() : 200;
     const bool waitStore = arguments.contains(QStringLiteral("--wait-store"));
+    const bool atOnce = arguments.contains(QStringLiteral("--store-at-once"));
 
     StandinServer server;
     if (!server.start())
@@ -42,8 +44,9 @@ int main(int argc, char *argv[])
     StandinServices::installAll(server);
     StandinServices::exportEnvironment(server);
     TmdbStandin::setExtraFilms(films);
-    TmdbStandin::setStoreLimit(20);
-    qunsetenv("KINOVELA_STORE_INTERVAL_MS"); // the program's own pacing
+    TmdbStandin::setStoreLimit(atOnce ? 0 : 20);
+    if (!atOnce)
+        qunsetenv("KINOVELA_STORE_INTERVAL_MS"); // the program's own pacing
 
     QTemporaryDir folder;
     QList<QUrl> urls;

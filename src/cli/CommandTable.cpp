@@ -250,8 +250,8 @@ QList<Entry> environment()
               "keychain).")},
         {text("KINOVELA_HTTP_TIMEOUT_MS"), text("how long a web request may take, in milliseconds (default 30000).")},
         {text("KINOVELA_STORE_INTERVAL_MS"),
-         text("the time between two store genre requests, in milliseconds (default 3100: under the store's 20 a "
-              "minute).")},
+         text("the time between two store genre requests, in milliseconds (default 3500: 17 a minute, under the store's "
+              "20).")},
         {text("KINOVELA_STORE_RETRY_MS"),
          text("how long to wait before asking the store again after it refused a request as too many (403), in "
               "milliseconds (default 60000).")},

@@ -173,7 +173,7 @@ private:
 
 int intervalMs()
 {
-    return fromEnvironment("KINOVELA_STORE_INTERVAL_MS", 3100);
+    return fromEnvironment("KINOVELA_STORE_INTERVAL_MS", 3500);
 }
 
 int throttleWaitMs()

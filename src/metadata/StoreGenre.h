@@ -47,7 +47,11 @@ int pending();
  */
 void whenSettled(QObject *context, std::function<void()> done);
 
-/** Time between two store requests: KINOVELA_STORE_INTERVAL_MS, else 3100 ms (under 20 a minute). */
+/**
+ * Time between two store requests: KINOVELA_STORE_INTERVAL_MS, else 3500 ms
+ * (17 a minute: under the store's 20, with room for requests that bunch up
+ * on their way).
+ */
 int intervalMs();
 /** Wait after a 403 before the one retry: KINOVELA_STORE_RETRY_MS, else 60000 ms. */
 int throttleWaitMs();
