@@ -1,5 +1,6 @@
 #include "WindowDriver.h"
 
+#include "base/Progress.h"
 #include "base/ServiceConfig.h"
 #include "standin/TmdbStandin.h"
 
@@ -51,11 +52,16 @@ private:
     }
 
 private Q_SLOTS:
-    void initTestCase() { d.startServices(this); }
+    void initTestCase()
+    {
+        d.startServices(this);
+        TmdbStandin::setExtraFilms(2);
+    }
     void init() { d.openWindow(); }
     void cleanup()
     {
         TmdbStandin::setStoreLimit(0);
+        qputenv("KINOVELA_STORE_INTERVAL_MS", "0");
         d.closeWindow();
     }
 
@@ -100,6 +106,29 @@ private Q_SLOTS:
                  QStringLiteral("\u2716 Store genre (iTunes) is throttling requests (403): wait a minute and test again; "
                                 "until then movies get TMDb's genre."));
         QVERIFY(!clickTest("testOpenSubtitlesBTN", "openSubtitlesTestResult").isEmpty());
+    }
+
+    void saveWaitsForTheStoreGenres()
+    {
+        qputenv("KINOVELA_STORE_INTERVAL_MS", "1500");
+        QSignalSpy imported(d.window->core(), &AppCore::importFinished);
+        QVERIFY(d.drop({d.movie(QStringLiteral("Film 001.mp4")), d.movie(QStringLiteral("Film 002.mp4"))}));
+        QVERIFY(imported.wait(30000));
+        // Listed before the store answered for both: one still shows TMDb's genre.
+        QVERIFY(ImportPipeline::storeAnswersPending() > 0);
+
+        QSignalSpy saved(d.window, &AppDelegate::creationFinished);
+        QStringList titles;
+        connect(d.window->core()->progress(), &Progress::titleChanged, this, [&](const QString &title) { titles.append(title); });
+        const QString destination = d.saveInto(QStringLiteral("Films"));
+        QVERIFY(!destination.isEmpty());
+        QTRY_VERIFY(d.find<QDialog>("progressWindow")->isVisible());
+        QVERIFY(saved.wait(60000));
+        QVERIFY2(titles.value(0).startsWith(QStringLiteral("Waiting for the store genres")), qPrintable(titles.join(QLatin1Char('|'))));
+        for (const MovieItem &item : d.window->core()->list()->items())
+            QCOMPARE(item.value(ItemKey::movieGenre).toString(), QStringLiteral("Independent"));
+        QVERIFY(QFile::exists(destination + QStringLiteral("/Film 001.mp4")));
+        QVERIFY(QFile::exists(destination + QStringLiteral("/Film 002.mp4")));
     }
 };
 
