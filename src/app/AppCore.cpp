@@ -131,17 +131,27 @@ void AppCore::save(const QString &destinationFolder, ClashPolicy clashes)
     if (ImportPipeline::storeAnswersPending() > 0) {
         // What is written is the final record: the store genres still on their way come first.
         m_waitingForStore = true;
+        const quint64 wait = ++m_storeWait;
         m_progress->setTitle(QStringLiteral("Waiting for the store genres (%1 left)...")
                                  .arg(ImportPipeline::storeAnswersPending()));
         m_progress->setValue(0);
-        m_progress->begin(false);
-        ImportPipeline::whenStoreAnswered(this, [this, destinationFolder, clashes] {
+        m_progress->begin(true);
+        ImportPipeline::whenStoreAnswered(this, [this, wait, destinationFolder, clashes] {
+            if (wait != m_storeWait || !m_waitingForStore)
+                return;
             m_waitingForStore = false;
             m_progress->end();
-            save(destinationFolder, clashes);
+            startBatch(destinationFolder, clashes);
         });
+        m_waitDestination = destinationFolder;
+        m_waitClashes = clashes;
         return;
     }
+    startBatch(destinationFolder, clashes);
+}
+
+void AppCore::startBatch(const QString &destinationFolder, ClashPolicy clashes)
+{
     SaveOptions options;
     options.clashes = clashes;
     options.deleteSources = deletesSources();
@@ -167,6 +177,12 @@ void AppCore::setDeletesSources(bool outright)
 
 void AppCore::cancelSave()
 {
+    if (m_waitingForStore) {
+        // Nothing was written yet: the batch starts only to report every movie as cancelled.
+        m_waitingForStore = false;
+        m_progress->end();
+        startBatch(m_waitDestination, m_waitClashes);
+    }
     m_batch->cancel();
 }
 

@@ -10,6 +10,7 @@
 #include "standin/TmdbStandin.h"
 #include "support/TestEnvironment.h"
 
+#include <QDir>
 #include <QDirIterator>
 #include <QProcess>
 #include <QSettings>
@@ -193,6 +194,19 @@ private Q_SLOTS:
         std::optional<QList<CreationResult>> results;
         connect(&core, &AppCore::saveFinished, this, [&](const QList<CreationResult> &r) { results = r; });
         QTemporaryDir destination;
+        // A Save cancelled while it waits writes nothing and says so of every movie.
+        core.save(destination.path());
+        QVERIFY(core.isSaving());
+        core.cancelSave();
+        QVERIFY(QTest::qWaitFor([&] { return results.has_value(); }, 10000));
+        QCOMPARE(results->size(), 3);
+        for (const CreationResult &result : *results)
+            QCOMPARE(result.status.errorKind(), ErrorKind::Cancelled);
+        QVERIFY(QDir(destination.path()).isEmpty());
+        QVERIFY(ImportPipeline::storeAnswersPending() > 0);
+        results.reset();
+        progressTitles.clear();
+
         core.save(destination.path());
         QVERIFY(QTest::qWaitFor([&] { return results.has_value(); }, 60000));
         QVERIFY(progressTitles.constFirst().startsWith(QStringLiteral("Waiting for the store genres")));
