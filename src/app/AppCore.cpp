@@ -9,6 +9,7 @@
 #include "base/Progress.h"
 #include "base/SearchLanguage.h"
 #include "base/ToolLocator.h"
+#include "metadata/StoreGenre.h"
 #include "base/UserSettings.h"
 
 #include <QSettings>
@@ -29,6 +30,7 @@ AppCore::AppCore(QObject *parent)
     m_importer->setPresetSource([this] { return m_conversionOption; });
     connect(m_batch, &CreationBatch::finished, this, &AppCore::saveFinished);
     connect(&ServiceProblems::instance(), &ServiceProblems::problem, this, &AppCore::serviceProblem);
+    StoreGenre::setProblemListener([](const QString &message) { Q_EMIT ServiceProblems::instance().problem(message); });
     connect(m_importer, &ImportPipeline::finished, this, [this] {
         QSet<QString> listed;
         for (const MovieItem &item : m_list->items())

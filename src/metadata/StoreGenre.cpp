@@ -25,6 +25,21 @@ MovieItem genreRecord(const QString &genre)
     return MovieItem{{ItemKey::movieGenre, genre}, {ItemKey::genreFound, !genre.isEmpty()}};
 }
 
+std::function<void(const QString &)> &problemListener()
+{
+    static std::function<void(const QString &)> listener;
+    return listener;
+}
+
+void tellThrottled()
+{
+    const QString message = QStringLiteral("The iTunes store is refusing genre lookups as too many (403): movies get "
+                                           "TMDb's genre until it answers again.");
+    Diagnostics::warn(message);
+    if (problemListener())
+        problemListener()(message);
+}
+
 int fromEnvironment(const char *name, int fallback)
 {
     bool ok = false;
@@ -121,6 +136,8 @@ private:
                     });
                     return;
                 }
+                if (response.status == 403)
+                    tellThrottled();
                 const Outcome<Json> answer = HttpClient::jsonOf(response, false);
                 if (!answer) {
                     Diagnostics::write(QStringLiteral("In iTunes Genre Finder : ") + title + QStringLiteral(" -> ")
@@ -170,6 +187,11 @@ private:
 };
 
 } // namespace
+
+void setProblemListener(std::function<void(const QString &message)> listener)
+{
+    problemListener() = std::move(listener);
+}
 
 int intervalMs()
 {

@@ -48,6 +48,13 @@ int pending();
 void whenSettled(QObject *context, std::function<void()> done);
 
 /**
+ * Called on the main thread with a sentence for a person when the store
+ * keeps refusing (a 403 after the wait): it is also written as a warning.
+ * The window shows it in its message bar.
+ */
+void setProblemListener(std::function<void(const QString &message)> listener);
+
+/**
  * Time between two store requests: KINOVELA_STORE_INTERVAL_MS, else 3500 ms
  * (17 a minute: under the store's 20, with room for requests that bunch up
  * on their way).

@@ -159,8 +159,13 @@ private Q_SLOTS:
         qputenv("KINOVELA_STORE_RETRY_MS", "300");
         TmdbStandin::setStoreLimit(1);
         QCOMPARE(storeGenres({{QStringLiteral("Inception"), QStringLiteral("2010")}}), QStringList{QStringLiteral("Sci-Fi & Fantasy")});
-        // Refused twice: TMDb's genre, and nothing is kept, so a later import asks again.
+        // Refused twice: TMDb's genre, a warning that says why, and nothing is kept, so a later import asks again.
+        QStringList told;
+        StoreGenre::setProblemListener([&told](const QString &message) { told.append(message); });
         QCOMPARE(storeGenres({{QStringLiteral("Alien"), QStringLiteral("1979")}}), QStringList{QStringLiteral("tmdb")});
+        StoreGenre::setProblemListener({});
+        QCOMPARE(told.size(), 1);
+        QVERIFY(told.constFirst().contains(QStringLiteral("refusing genre lookups as too many (403)")));
         QCOMPARE(storeCalls(), 3);
         QVERIFY(!StoreGenre::cachedGenre(QStringLiteral("Alien"), QStringLiteral("1979"), {}).has_value());
 
