@@ -159,7 +159,8 @@ void ImportPipeline::storeGenreArrived(quint64 generation, int index, const Movi
     }
     MovieItem item = m_list->itemAt(row);
     // A person who changed the genre, or chose another movie, meanwhile keeps what they chose.
-    if (item.value(ItemKey::movieGenre) != item.value(ItemKey::tmdbGenre))
+    if (item.value(ItemKey::movieGenre) != item.value(ItemKey::tmdbGenre)
+        || item.value(ItemKey::movieTMDBID) != genre.value(ItemKey::movieTMDBID))
         return;
     for (auto it = genre.cbegin(); it != genre.cend(); ++it)
         item.insert(it.key(), it.value());

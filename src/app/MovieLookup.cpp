@@ -137,8 +137,15 @@ private:
             merge(m_record, cached ? *cached
                                    : MovieItem{{ItemKey::movieGenre, tmdbGenre}, {ItemKey::genreFound, !tmdbGenre.isEmpty()}});
             m_completion(m_record);
-            if (!cached)
-                StoreGenre::getGenreFromiTunesStoreWithMovieTitle(title, year, tmdbGenre, m_genreLater);
+            if (!cached) {
+                // The movie it is for goes with the genre, so that it never lands on another movie.
+                const QVariant movie = m_record.value(ItemKey::movieTMDBID);
+                StoreGenre::getGenreFromiTunesStoreWithMovieTitle(title, year, tmdbGenre,
+                                                                  [later = m_genreLater, movie](MovieItem genre) {
+                                                                      genre.insert(ItemKey::movieTMDBID, movie);
+                                                                      later(genre);
+                                                                  });
+            }
             return;
         }
         StoreGenre::getGenreFromiTunesStoreWithMovieTitle(title, year, tmdbGenre,

@@ -42,8 +42,8 @@ void getMovieInfo(const QString &movieName, ItemCompletion completion);
  * The same, for a list that must not wait for the store: the record comes
  * as soon as TMDb's part is there, with the genre the cache knows or else
  * TMDb's genre; when the store still had to be asked, @p storeGenre follows
- * with the genre record ("movieGenre", "genreFound") once it answers (the
- * TMDb genre again when it fails).
+ * with the genre record ("movieGenre", "genreFound", and the "movieTMDBID"
+ * it is for) once it answers (the TMDb genre again when it fails).
  */
 void getMovieInfo(const QString &movieName, ItemCompletion completion, ItemCompletion storeGenre);
 
