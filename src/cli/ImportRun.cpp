@@ -56,6 +56,8 @@ QStringList run(AppCore &core, const QStringList &files, double stagger)
     QObject::connect(core.importer(), &ImportPipeline::finished, &loop, &QEventLoop::quit);
     QObject::connect(core.importer(), &ImportPipeline::subtitleQuotaShort, &loop,
                      [](const QString &warning) { Diagnostics::warn(warning); });
+    // A service that could not be used at all (a refused key, no answer, a throttle) is said once, as a warning.
+    QObject::connect(&core, &AppCore::serviceProblem, &core, [](const QString &problem) { Diagnostics::warn(problem); });
     core.importer()->setStagger(stagger);
     core.importFiles(urls);
     if (core.importer()->isRunning())

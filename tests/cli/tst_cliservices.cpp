@@ -120,6 +120,14 @@ private Q_SLOTS:
         QCOMPARE(refreshed.exitCode, 1);
         QVERIFY(refreshed.out.contains("lookup failed: TMDb refused the API key"));
         QVERIFY(!refreshed.out.contains("not found"));
+
+        // An import says it in its list and, once, on standard error.
+        m_cli.copy(QStringLiteral("h264-aac.mp4"), QStringLiteral("Heat.1995.mp4"));
+        const CliRunner::Run import = m_cli.run({QStringLiteral("import"), QStringLiteral("--stagger"), QStringLiteral("0"),
+                                                 QStringLiteral("--refresh"), QStringLiteral("Heat.1995.mp4")},
+                                                wrongKey);
+        QVERIFY(import.out.contains("    movie: lookup failed: TMDb refused the API key."));
+        QCOMPARE(import.err.count("TMDb refused the API key."), 1);
     }
 };
 
