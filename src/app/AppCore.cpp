@@ -9,6 +9,7 @@
 #include "base/Progress.h"
 #include "base/SearchLanguage.h"
 #include "base/ToolLocator.h"
+#include "metadata/StoreGenre.h"
 #include "base/UserSettings.h"
 
 #include <QSettings>
@@ -29,6 +30,7 @@ AppCore::AppCore(QObject *parent)
     m_importer->setPresetSource([this] { return m_conversionOption; });
     connect(m_batch, &CreationBatch::finished, this, &AppCore::saveFinished);
     connect(&ServiceProblems::instance(), &ServiceProblems::problem, this, &AppCore::serviceProblem);
+    StoreGenre::setProblemListener([](const QString &message) { Q_EMIT ServiceProblems::instance().problem(message); });
     connect(m_importer, &ImportPipeline::finished, this, [this] {
         QSet<QString> listed;
         for (const MovieItem &item : m_list->items())
@@ -126,6 +128,32 @@ void AppCore::save(const QString &destinationFolder)
 
 void AppCore::save(const QString &destinationFolder, ClashPolicy clashes)
 {
+    if (m_waitingForStore)
+        return;
+    if (ImportPipeline::storeAnswersPending() > 0) {
+        // What is written is the final record: the store genres still on their way come first.
+        m_waitingForStore = true;
+        const quint64 wait = ++m_storeWait;
+        m_progress->setTitle(QStringLiteral("Waiting for the store genres (%1 left)...")
+                                 .arg(ImportPipeline::storeAnswersPending()));
+        m_progress->setValue(0);
+        m_progress->begin(true);
+        ImportPipeline::whenStoreAnswered(this, [this, wait, destinationFolder, clashes] {
+            if (wait != m_storeWait || !m_waitingForStore)
+                return;
+            m_waitingForStore = false;
+            m_progress->end();
+            startBatch(destinationFolder, clashes);
+        });
+        m_waitDestination = destinationFolder;
+        m_waitClashes = clashes;
+        return;
+    }
+    startBatch(destinationFolder, clashes);
+}
+
+void AppCore::startBatch(const QString &destinationFolder, ClashPolicy clashes)
+{
     SaveOptions options;
     options.clashes = clashes;
     options.deleteSources = deletesSources();
@@ -152,10 +180,16 @@ void AppCore::setDeletesSources(bool outright)
 
 void AppCore::cancelSave()
 {
+    if (m_waitingForStore) {
+        // Nothing was written yet: the batch starts only to report every movie as cancelled.
+        m_waitingForStore = false;
+        m_progress->end();
+        startBatch(m_waitDestination, m_waitClashes);
+    }
     m_batch->cancel();
 }
 
 bool AppCore::isSaving() const
 {
-    return m_batch->isRunning();
+    return m_waitingForStore || m_batch->isRunning();
 }

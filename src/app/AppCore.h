@@ -69,7 +69,8 @@ public:
     /**
      * Save: creates a tagged movie of every listed item in
      * @p destinationFolder with the live preset; saveFinished() follows, also
-     * for an empty list. Does nothing while a Save runs.
+     * for an empty list. Does nothing while a Save runs. Store genres still
+     * on their way are waited for first, so the tags written are final.
      */
     void save(const QString &destinationFolder);
     /** Save with an explicit clash policy (the choice the window offers after checkSave()). */
@@ -85,7 +86,11 @@ public:
     void setDeletesSources(bool outright);
     /** For this run only, never stored (kinovela-cli create --delete-sources). */
     void setRunDeletesSources(bool outright) { m_runDeletesSources = outright; }
-    /** Stops the running Save after the current step; the items not reached are reported as cancelled. */
+    /**
+     * Stops the running Save after the current step; the items not reached
+     * are reported as cancelled. A Save still waiting for store genres stops
+     * at once, every item cancelled.
+     */
     void cancelSave();
     bool isSaving() const;
 
@@ -103,6 +108,8 @@ Q_SIGNALS:
     void serviceProblem(const QString &message);
 
 private:
+    void startBatch(const QString &destinationFolder, ClashPolicy clashes);
+
     MovieListModel *m_list;
     Progress *m_progress;
     ImportPipeline *m_importer;
@@ -113,4 +120,8 @@ private:
     QString m_languageListPath;
     std::optional<bool> m_runDeletesSources;
     QStringList m_importedPaths;
+    bool m_waitingForStore = false;
+    quint64 m_storeWait = 0;
+    QString m_waitDestination;
+    ClashPolicy m_waitClashes = ClashPolicy::Fail;
 };

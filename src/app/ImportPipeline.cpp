@@ -96,6 +96,7 @@ void ImportPipeline::gatherInfoToDisplayWithURLs(const QList<QUrl> &urls)
     m_list->clear();
     m_selecting = false;
     m_userSelected = false;
+    m_lateGenres.clear();
     m_progress->setTitle(QStringLiteral("Gathering Info..."));
 
     const int count = int(urls.size());
@@ -153,10 +154,46 @@ void ImportPipeline::runOnlineStages(quint64 generation, int index, int count, M
     clues.movieName = item.value(ItemKey::fileString).toString();
     clues.durationSeconds = item.value(ItemKey::duration).toDouble();
     QPointer<ImportPipeline> self(this);
-    MovieLookup::identify(clues, [self, generation, index, count, item](const MovieItem &record) {
-        if (self)
-            self->lookedUp(generation, index, count, item, record);
-    });
+    MovieLookup::identify(
+        clues,
+        [self, generation, index, count, item](const MovieItem &record) {
+            if (self)
+                self->lookedUp(generation, index, count, item, record);
+        },
+        [self, generation, index](const MovieItem &genre) {
+            if (self)
+                self->storeGenreArrived(generation, index, genre);
+        });
+}
+
+void ImportPipeline::storeGenreArrived(quint64 generation, int index, const MovieItem &genre)
+{
+    if (generation != m_generation)
+        return;
+    const int row = m_list->rowOfSerialNumber(index);
+    if (row < 0) {
+        // Still fetching its subtitle: the genre goes in when the item is listed.
+        m_lateGenres.insert(index, genre);
+        return;
+    }
+    MovieItem item = m_list->itemAt(row);
+    // A person who changed the genre, or chose another movie, meanwhile keeps what they chose.
+    if (item.value(ItemKey::movieGenre) != item.value(ItemKey::tmdbGenre)
+        || item.value(ItemKey::movieTMDBID) != genre.value(ItemKey::movieTMDBID))
+        return;
+    for (auto it = genre.cbegin(); it != genre.cend(); ++it)
+        item.insert(it.key(), it.value());
+    m_list->updateItem(item);
+}
+
+void ImportPipeline::whenStoreAnswered(QObject *context, std::function<void()> done)
+{
+    MovieLookup::whenStoreAnswered(context, std::move(done));
+}
+
+int ImportPipeline::storeAnswersPending()
+{
+    return MovieLookup::storeAnswersPending();
 }
 
 void ImportPipeline::lookedUp(quint64 generation, int index, int count, MovieItem item, const MovieItem &record)
@@ -196,11 +233,14 @@ void ImportPipeline::finishFile(quint64 generation, int index, int count, const 
 {
     if (generation != m_generation)
         return;
-    Q_UNUSED(index);
     Q_UNUSED(count);
     m_selecting = true;
     if (item) {
-        m_list->append(*item);
+        MovieItem listed = *item;
+        const MovieItem genre = m_lateGenres.take(index);
+        for (auto it = genre.cbegin(); it != genre.cend(); ++it)
+            listed.insert(it.key(), it.value());
+        m_list->append(listed);
         m_list->arrange();
     }
     // The progress ends when every file is done, whatever order they finish in.

@@ -3,6 +3,7 @@
 #include "base/MovieItemKeys.h"
 #include "base/Preset.h"
 
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QUrl>
@@ -59,6 +60,15 @@ public:
 
     bool isRunning() const { return m_outstanding > 0; }
 
+    /**
+     * The list never waits for the store genre: an item is listed with the
+     * TMDb genre and takes the store's when it answers (unless a person
+     * changed the genre or the movie meanwhile). What is saved or printed
+     * waits for these answers with whenStoreAnswered().
+     */
+    static int storeAnswersPending();
+    static void whenStoreAnswered(QObject *context, std::function<void()> done);
+
     /** Removes the files Kinovela saved in the subtitles folder and makes the folder when missing; failures are ignored. */
     static void resetSubtitlesFolder();
 
@@ -74,6 +84,7 @@ private:
     void runOnlineStages(quint64 generation, int index, int count, MovieItem item, FileClues clues);
     void lookedUp(quint64 generation, int index, int count, MovieItem item, const MovieItem &record);
     void finishFile(quint64 generation, int index, int count, const MovieItem *item);
+    void storeGenreArrived(quint64 generation, int index, const MovieItem &genre);
     Preset currentPreset() const;
 
     MovieListModel *m_list;
@@ -84,4 +95,5 @@ private:
     bool m_selecting = false;    ///< the import itself is changing the selection
     bool m_userSelected = false; ///< the user selected a row during this import
     quint64 m_generation = 0;
+    QHash<int, MovieItem> m_lateGenres; ///< store genres of items not listed yet, by serial number
 };

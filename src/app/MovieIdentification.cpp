@@ -24,11 +24,12 @@ namespace {
 class Identification : public std::enable_shared_from_this<Identification>
 {
 public:
-    Identification(FileClues clues, ItemCompletion completion)
+    Identification(FileClues clues, ItemCompletion completion, ItemCompletion genreLater)
         : m_clues(std::move(clues))
         , m_name(m_clues.movieName)
         , m_language(SearchLanguage::current())
         , m_completion(std::move(completion))
+        , m_genreLater(std::move(genreLater))
     {
     }
 
@@ -173,13 +174,34 @@ private:
         const MovieItem details = answer.exists() ? TmdbAnswers::parseDetails(answer) : TmdbAnswers::defaultDetailsRecord();
         m_runtimeMinutes = TmdbAnswers::runtimeMinutes(answer);
         LookupSupport::merge(m_record, details);
-        StoreGenre::getGenreFromiTunesStoreWithMovieTitle(
-            m_record.value(ItemKey::movieTitle).toString(), m_record.value(ItemKey::movieReleaseYear).toString(),
-            details.value(ItemKey::tmdbGenre).toString(), [self = shared_from_this()](const MovieItem &genre) {
-                LookupSupport::merge(self->m_record, genre);
-                self->scoreMatch();
-                self->m_completion(self->m_record);
-            });
+        const QString title = m_record.value(ItemKey::movieTitle).toString();
+        const QString year = m_record.value(ItemKey::movieReleaseYear).toString();
+        const QString tmdbGenre = details.value(ItemKey::tmdbGenre).toString();
+        if (m_genreLater) {
+            // The record goes now, with what the cache knows or TMDb's genre; the store's word follows.
+            const std::optional<MovieItem> cached = StoreGenre::cachedGenre(title, year, tmdbGenre);
+            LookupSupport::merge(m_record, cached ? *cached
+                                                  : MovieItem{{ItemKey::movieGenre, tmdbGenre},
+                                                              {ItemKey::genreFound, !tmdbGenre.isEmpty()}});
+            scoreMatch();
+            m_completion(m_record);
+            if (!cached) {
+                // The movie it is for goes with the genre, so that it never lands on another movie.
+                const QVariant movie = m_record.value(ItemKey::movieTMDBID);
+                StoreGenre::getGenreFromiTunesStoreWithMovieTitle(title, year, tmdbGenre,
+                                                                  [later = m_genreLater, movie](MovieItem genre) {
+                                                                      genre.insert(ItemKey::movieTMDBID, movie);
+                                                                      later(genre);
+                                                                  });
+            }
+            return;
+        }
+        StoreGenre::getGenreFromiTunesStoreWithMovieTitle(title, year, tmdbGenre,
+                                                          [self = shared_from_this()](const MovieItem &genre) {
+                                                              LookupSupport::merge(self->m_record, genre);
+                                                              self->scoreMatch();
+                                                              self->m_completion(self->m_record);
+                                                          });
     }
 
     void scoreMatch()
@@ -212,6 +234,7 @@ private:
     const SearchLanguage m_language;
     const TMDB m_client;
     ItemCompletion m_completion;
+    const ItemCompletion m_genreLater;
     MovieItem m_record = TmdbAnswers::notFoundRecord();
     MatchConfidence::Source m_source = MatchConfidence::Source::ExactTitle;
     Json m_details;
@@ -226,9 +249,9 @@ void getMovieInfo(const QString &movieName, ItemCompletion completion)
     identify(FileClues::forName(movieName), std::move(completion));
 }
 
-void identify(const FileClues &clues, ItemCompletion completion)
+void identify(const FileClues &clues, ItemCompletion completion, ItemCompletion storeGenre)
 {
-    std::make_shared<Identification>(clues, std::move(completion))->start();
+    std::make_shared<Identification>(clues, std::move(completion), std::move(storeGenre))->start();
 }
 
 } // namespace MovieLookup

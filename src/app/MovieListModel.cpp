@@ -104,6 +104,16 @@ void MovieListModel::reviewAgainst(double threshold)
         Q_EMIT dataChanged(index(0, 0), index(count() - 1, ColumnCount - 1));
 }
 
+bool MovieListModel::updateItem(const MovieItem &changed)
+{
+    const int row = rowOfSerialNumber(changed.value(ItemKey::serialNumber).toLongLong());
+    if (row < 0)
+        return false;
+    m_items[row] = changed;
+    Q_EMIT dataChanged(index(row, 0), index(row, columnCount() - 1));
+    return true;
+}
+
 bool MovieListModel::removeSelected()
 {
     const int row = selectedRow();

@@ -59,6 +59,12 @@ public:
     bool replaceItem(const MovieItem &edited);
     /** Marks again which matches need review, after the review threshold changed. */
     void reviewAgainst(double threshold);
+    /**
+     * Changes the listed item with the same "serialNumber" in place, leaving
+     * the selection alone (a late answer, not an edit); false when it is no
+     * longer listed.
+     */
+    bool updateItem(const MovieItem &changed);
     /** Removes the selected row. False when nothing is selected. */
     bool removeSelected();
 

@@ -103,7 +103,8 @@ private:
             m_item.insert(ItemKey::movieRating_US_Icon, details.value(ItemKey::movieRating_US_Icon));
         StoreGenre::getGenreFromiTunesStoreWithMovieTitle(
             m_item.value(ItemKey::movieTitle).toString(), m_item.value(ItemKey::movieReleaseYear).toString(),
-            details.value(ItemKey::tmdbGenre).toString(), [self = shared_from_this()](const MovieItem &genre) {
+            details.value(ItemKey::tmdbGenre).toString(),
+            [self = shared_from_this()](const MovieItem &genre) {
                 if (!self->alive())
                     return;
                 self->m_item.insert(ItemKey::movieGenre, genre.value(ItemKey::movieGenre));
@@ -111,7 +112,8 @@ private:
                 MatchConfidence::applyPersonsChoice(self->m_item);
                 rememberMovieChoice(self->m_item);
                 self->m_completion(self->m_item);
-            });
+            },
+            StoreGenre::Turn::First); // a person is waiting for this one
     }
 
     MovieItem m_item;
@@ -149,6 +151,16 @@ std::optional<Corrections::Memory> rememberedSubtitle(const MovieItem &item)
 }
 
 } // namespace
+
+int storeAnswersPending()
+{
+    return StoreGenre::pending();
+}
+
+void whenStoreAnswered(QObject *context, std::function<void()> done)
+{
+    StoreGenre::whenSettled(context, std::move(done));
+}
 
 void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion)
 {

@@ -46,8 +46,20 @@ void getMovieInfo(const QString &movieName, ItemCompletion completion);
  * getMovieInfo finds it. A found movie's record also says how sure the
  * match is ("matchConfidence", "matchReasons", "needsReview" against the
  * review threshold setting).
+ *
+ * With @p storeGenre, for a list that must not wait for the store: the
+ * record comes as soon as TMDb's part is there, with the genre the cache
+ * knows or else TMDb's genre; when the store still had to be asked,
+ * @p storeGenre follows with the genre record ("movieGenre", "genreFound",
+ * and the "movieTMDBID" it is for) once it answers (the TMDb genre again
+ * when it fails).
  */
-void identify(const FileClues &clues, ItemCompletion completion);
+void identify(const FileClues &clues, ItemCompletion completion, ItemCompletion storeGenre = {});
+
+/** Store genre lookups on their way (the store is asked at most 20 times a minute). */
+int storeAnswersPending();
+/** Calls @p done once no store genre lookup is on its way (from the event loop); not when @p context is gone. */
+void whenStoreAnswered(QObject *context, std::function<void()> done);
 
 /** Every result of a manual search, as match records with small posters. */
 void searchCandidates(const QString &text, std::function<void(const QList<MovieItem> &)> completion);

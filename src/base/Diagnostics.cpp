@@ -122,6 +122,19 @@ void addSecret(const QString &secret)
         state().secrets.append(secret);
 }
 
+QString printable(const QString &text)
+{
+    QString shown = text;
+    for (QChar &c : shown) {
+        const char16_t u = c.unicode();
+        const bool steers = (u < 0x20 && u != u'\n' && u != u'\t') || (u >= 0x7f && u <= 0x9f)
+            || (u >= 0x202a && u <= 0x202e) || (u >= 0x2066 && u <= 0x2069);
+        if (steers)
+            c = QChar(0xfffd);
+    }
+    return shown;
+}
+
 QString masked(const QString &line)
 {
     QMutexLocker lock(&state().mutex);
@@ -133,7 +146,7 @@ void write(Level level, const QString &line)
     // Lines may come from worker threads (probes, subtitle downloads); the
     // mutex keeps them whole.
     QMutexLocker lock(&state().mutex);
-    const QString text = maskedLocked(line);
+    const QString text = printable(maskedLocked(line));
     if (state().capturing)
         state().captured.append(text);
     logLocked(text);
@@ -175,9 +188,9 @@ void error(const QString &line)
 void setStatus(const QString &text)
 {
     QMutexLocker lock(&state().mutex);
-    if (!showsStatusLocked() || text == state().status)
+    if (!showsStatusLocked() || printable(text) == state().status)
         return;
-    state().status = text;
+    state().status = printable(text);
     put(stderr, clearLine + text.toUtf8());
 }
 

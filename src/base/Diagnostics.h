@@ -63,6 +63,14 @@ void addSecret(const QString &secret);
 QString masked(const QString &line);
 
 /**
+ * @p text with every character that could steer a terminal (control
+ * characters but newline and tab, DEL, the C1 controls, the bidirectional
+ * overrides) replaced by U+FFFD. Every line written here goes through it:
+ * titles and reasons from a service never reach a terminal raw.
+ */
+QString printable(const QString &text);
+
+/**
  * Adds a function that is given every later line (secrets masked), on the
  * thread that wrote it, after the line was written to the sink; the window's
  * log view listens this way. Returns an id for removeListener(). A listener

@@ -77,7 +77,9 @@ bool isJsonType(const QByteArray &contentType)
     return type.startsWith("application/json") || type.contains("+json") || type.startsWith("text/javascript");
 }
 
-Outcome<Json> jsonOf(const HttpResponse &response, bool anyContentType)
+} // namespace
+
+Outcome<Json> HttpClient::jsonOf(const HttpResponse &response, bool anyContentType)
 {
     if (!response.ok())
         return response.outcome.error();
@@ -100,6 +102,8 @@ Outcome<Json> jsonOf(const HttpResponse &response, bool anyContentType)
     }
     return Json(document);
 }
+
+namespace {
 
 bool carriesCredential(const HttpRequest &request)
 {

@@ -88,6 +88,9 @@ public:
      */
     void getJson(const HttpRequest &request, QObject *context, JsonCompletion completion);
 
+    /** The JSON of an answer, checked as getJson checks it (status, content type unless @p anyContentType, syntax). */
+    static Outcome<Json> jsonOf(const HttpResponse &response, bool anyContentType);
+
     /** Number of requests started by this client (tests count requests with it). */
     int requestCount() const { return m_requestCount; }
 

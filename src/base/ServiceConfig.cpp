@@ -31,12 +31,14 @@ QString tmdbImageUrl()
     return withoutTrailingSlash(fromEnvironment("KINOVELA_TMDB_IMAGE_URL", QStringLiteral("https://image.tmdb.org")));
 }
 
+QString storedTmdbApiKey()
+{
+    return QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).value(QStringLiteral("tmdbApiKey")).toString().trimmed();
+}
+
 QString tmdbApiKey()
 {
-    const QString stored = QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela"))
-                               .value(QStringLiteral("tmdbApiKey"))
-                               .toString()
-                               .trimmed();
+    const QString stored = storedTmdbApiKey();
     const QString key = fromEnvironment("KINOVELA_TMDB_API_KEY",
                                         stored.isEmpty() ? QStringLiteral(KINOVELA_TMDB_API_KEY) : stored);
     if (!key.isEmpty()) {

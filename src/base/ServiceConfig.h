@@ -19,6 +19,8 @@ QString tmdbImageUrl();      // KINOVELA_TMDB_IMAGE_URL, requests append /t/p/..
  */
 QString tmdbApiKey();
 void storeTmdbApiKey(const QString &key);
+/** The key stored in the settings, whatever the environment says; empty when none. */
+QString storedTmdbApiKey();
 QString itunesUrl();         // KINOVELA_ITUNES_URL, requests append /search?...
 QString itunesGenresUrl();   // KINOVELA_ITUNES_GENRES_URL, requests append /WebObjects/...
 QString openSubtitlesUrl();  // KINOVELA_OPENSUBTITLES_URL, the XML-RPC endpoint

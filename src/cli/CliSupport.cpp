@@ -180,6 +180,14 @@ QJsonArray toJsonArray(const QList<QVariantMap> &items)
     return array;
 }
 
+TextOut::~TextOut()
+{
+    flush();
+    const QByteArray bytes = Diagnostics::printable(text).toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
+    std::fflush(stdout);
+}
+
 void printJson(const QJsonValue &value)
 {
     QJsonDocument document;

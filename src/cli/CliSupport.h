@@ -7,6 +7,7 @@
 #include <QJsonValue>
 #include <QSet>
 #include <QStringList>
+#include <QTextStream>
 #include <QVariant>
 
 class Progress;
@@ -64,6 +65,28 @@ QJsonValue toJson(const QVariant &value);
 
 /** The JSON forms of movie items, in order. */
 QJsonArray toJsonArray(const QList<QVariantMap> &items);
+
+namespace Detail {
+struct TextBuffer
+{
+    QString text;
+};
+} // namespace Detail
+
+/**
+ * Text for standard output: collected as with any QTextStream and written
+ * when it goes out of scope, with what could steer a terminal replaced
+ * (Diagnostics::printable): titles, reasons and file names come from
+ * services and files nobody checked.
+ */
+class TextOut : private Detail::TextBuffer, public QTextStream
+{
+public:
+    TextOut() : QTextStream(&text) {}
+    ~TextOut() override;
+    TextOut(const TextOut &) = delete;
+    TextOut &operator=(const TextOut &) = delete;
+};
 
 /** Writes one JSON document (indented) on standard output. */
 void printJson(const QJsonValue &value);

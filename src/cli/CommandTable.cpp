@@ -51,6 +51,14 @@ Option stagger()
                  "services.")};
 }
 
+Option refresh()
+{
+    return {{text("--refresh")},
+            QString(),
+            text("Ask TMDb and the store again instead of taking their answers from the cache (kept for 7 days by "
+                 "default); the fresh answers replace the cached ones.")};
+}
+
 Option destination()
 {
     return {{text("--dest")},
@@ -94,7 +102,7 @@ QList<Command> lookingCommands()
                       "IMDb identifiers, store genre, US rating and directors, and how sure the match is: a confidence "
                       "from 0 to 1 with its reasons, \"NEEDS REVIEW\" below the review threshold (also said on "
                       "standard error). Exit status 1 when a NAME is not found."),
-                 {language(), json()},
+                 {language(), refresh(), json()},
                  text("an array with one record per NAME, in order, with every key of the record; images print as "
                       "{\"width\", \"height\", \"resource\"}. A found movie has matchConfidence, matchReasons and "
                       "needsReview."),
@@ -148,7 +156,7 @@ QList<Command> makeCommands()
                       "movie list with each match's confidence; the matches that need review are also named on "
                       "standard error. The files are not changed. Exit status 1 when a file is not a movie file (it is "
                       "skipped)."),
-                 {preset(), language(), stagger(), json()},
+                 {preset(), language(), stagger(), refresh(), json()},
                  text("the movie list, in list order, with every key of every item."),
                  true, text("kinovela-cli import --preset 4 The.Dark.Knight.2008.mkv"),
                  text("Lists the movie with the subtitle it found.")});
@@ -159,7 +167,7 @@ QList<Command> makeCommands()
                       "preset 4, its subtitle. Standard error shows one line per movie. ")
                      + convertedSourceFate()
                      + text(" Exit status 1 when a file was skipped or a movie was not created."),
-                 {destination(), preset(), profile(), language(), stagger(), deleteSources(), json()},
+                 {destination(), preset(), profile(), language(), stagger(), deleteSources(), refresh(), json()},
                  text("an object with \"items\" (the movie list, as import prints it) and \"results\": one object per "
                       "item with source, action (tag, move or convert), outputPath, outcome (created or failed), "
                       "movieTitle, sourceFate (where the source went), verdict (what the check of the written movie "
@@ -169,6 +177,18 @@ QList<Command> makeCommands()
                  text("Converts both files into ~/Movies as \"Alien.mp4\" and \"Heat.mp4\". With --preset 1, "
                       "Alien.1979.mp4 would be tagged where it lies instead.")});
     list.append(rememberingCommands());
+    list.append({text("doctor"), QString(), Completion::None,
+                 text("check the programs, services and folders Kinovela needs"),
+                 text("Checks ffprobe and ffmpeg (found, version, the encoders libx264, aac and mov_text), each web "
+                      "service (TMDb: reachable and the key accepted; the store genre search; OpenSubtitles: the key "
+                      "and the download quota when known) and the folders (settings, subtitles, cache). Prints one "
+                      "line per check, each failure with what to do about it. Exit status 1 when something Kinovela "
+                      "needs is broken (a program, the TMDb key, the settings folder); the store, OpenSubtitles and "
+                      "the other folders only warn."),
+                 {json()},
+                 text("an array with one object per check: name, state (ok, warning or failed), text, advice and "
+                      "needed (true when the failure makes the exit status 1)."),
+                 false, text("kinovela-cli doctor"), text("Checks everything and says what to fix.")});
     list.append({text("help"), text("[COMMAND]"), Completion::Commands,
                  text("explain a command"),
                  text("Explains COMMAND: its options, the presets, the environment and the exit statuses. Without "
@@ -258,9 +278,11 @@ QList<Entry> environment()
     return {
         {text("KINOVELA_TMDB_API_URL"), text("TMDb's API address (default https://api.themoviedb.org).")},
         {text("KINOVELA_TMDB_IMAGE_URL"), text("TMDb's image address (default https://image.tmdb.org).")},
-        {text("KINOVELA_TMDB_API_KEY"), text("the TMDb API key (default: the built-in key).")},
+        {text("KINOVELA_TMDB_API_KEY"),
+         text("the TMDb credential: a v3 API key or a v4 read access token (default: the key entered in the window's "
+              "Settings > Services, else the one the build carries).")},
         {text("KINOVELA_ITUNES_URL"), text("the store search address (default https://itunes.apple.com).")},
-        {text("KINOVELA_ITUNES_GENRES_URL"), text("the store genre list address (default http://itunes.apple.com).")},
+        {text("KINOVELA_ITUNES_GENRES_URL"), text("the store genre list address (default https://itunes.apple.com).")},
         {text("KINOVELA_OPENSUBTITLES_URL"),
          text("the OpenSubtitles XML-RPC service, used when no API key is set (default "
               "https://api.opensubtitles.org:443/xml-rpc).")},
@@ -273,6 +295,12 @@ QList<Entry> environment()
          text("the OpenSubtitles account (default: the one from the settings; the password is kept in the system "
               "keychain).")},
         {text("KINOVELA_HTTP_TIMEOUT_MS"), text("how long a web request may take, in milliseconds (default 30000).")},
+        {text("KINOVELA_STORE_INTERVAL_MS"),
+         text("the time between two store genre requests, in milliseconds (default 3500: 17 a minute, under the store's "
+              "20).")},
+        {text("KINOVELA_STORE_RETRY_MS"),
+         text("how long to wait before asking the store again after it refused a request as too many (403), in "
+              "milliseconds (default 60000).")},
         {text("KINOVELA_FFPROBE, KINOVELA_FFMPEG"),
          text("the probe and converter programs (default: sniffer and creator beside the executable, else ffprobe "
               "and ffmpeg on PATH).")},
@@ -298,6 +326,9 @@ QList<Entry> files()
         {text("$XDG_DATA_HOME/Kinovela/Kinovela/corrections.json"),
          text("the movies and subtitles chosen for files, by movie hash (see choose and forget; XDG_DATA_HOME defaults "
               "to ~/.local/share).")},
+        {text("$XDG_CACHE_HOME/Kinovela"),
+         text("answers of TMDb, the store and OpenSubtitles, kept for 7 days so that importing the same files again "
+              "asks nothing (XDG_CACHE_HOME defaults to ~/.cache; --refresh asks again).")},
     };
 }
 

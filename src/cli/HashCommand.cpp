@@ -19,7 +19,7 @@ int hash(const QStringList &arguments)
         return usageError(QStringLiteral("'hash' needs at least one FILE"));
 
     const bool json = parsed.has(QStringLiteral("--json"));
-    QTextStream out(stdout);
+    CliSupport::TextOut out;
     QJsonArray array;
     bool allRead = true;
     for (const QString &given : parsed.positional) {

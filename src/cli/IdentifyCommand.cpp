@@ -1,3 +1,4 @@
+#include "base/AnswerCache.h"
 #include "base/Diagnostics.h"
 #include "cli/CliSupport.h"
 #include "cli/Commands.h"
@@ -46,6 +47,7 @@ int identify(const QStringList &arguments)
         && !CliSupport::applyLanguage(parsed.value(QStringLiteral("--language")), &error))
         return usageError(error);
 
+    AnswerCache::refresh(parsed.has(QStringLiteral("--refresh")));
     QList<MovieItem> records(parsed.positional.size());
     int outstanding = int(parsed.positional.size());
     QEventLoop loop;
@@ -72,7 +74,7 @@ int identify(const QStringList &arguments)
     if (parsed.has(QStringLiteral("--json"))) {
         CliSupport::printJson(CliSupport::toJsonArray(records));
     } else {
-        QTextStream out(stdout);
+        CliSupport::TextOut out;
         for (qsizetype i = 0; i < records.size(); ++i)
             printRecord(out, parsed.positional.at(i), records.at(i));
     }

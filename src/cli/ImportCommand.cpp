@@ -25,12 +25,14 @@ QString subtitleText(const MovieItem &item)
 
 void printText(const QList<MovieItem> &items)
 {
-    QTextStream out(stdout);
+    CliSupport::TextOut out;
     for (const MovieItem &item : items) {
         const QString title = item.value(ItemKey::movieTitle).toString();
         out << item.value(ItemKey::serialNumber).toLongLong() << "  " << item.value(ItemKey::fileName).toString() << "\n";
+        const QString failure = item.value(ItemKey::lookupFailure).toString();
         if (title.isEmpty()) {
-            out << "    movie: not found\n";
+            out << (failure.isEmpty() ? QStringLiteral("    movie: not found\n")
+                                      : QStringLiteral("    movie: lookup failed: ") + failure + QLatin1Char('\n'));
         } else {
             out << "    movie: " << title << " (" << item.value(ItemKey::movieReleaseYear).toString() << "), TMDb "
                 << item.value(ItemKey::movieTMDBID).toLongLong() << "\n";

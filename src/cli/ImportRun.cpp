@@ -7,6 +7,8 @@
 #include "app/AppCore.h"
 #include "app/ImportPipeline.h"
 #include "app/MovieListModel.h"
+#include "base/AnswerCache.h"
+#include "base/Progress.h"
 #include "base/UserSettings.h"
 
 #include <QEventLoop>
@@ -24,6 +26,7 @@ bool applyOptions(const CliSupport::Arguments &arguments, double *stagger, QStri
     if (arguments.values.contains(QStringLiteral("--language"))
         && !CliSupport::applyLanguage(arguments.value(QStringLiteral("--language")), error))
         return false;
+    AnswerCache::refresh(arguments.has(QStringLiteral("--refresh")));
     *stagger = 0.5;
     if (arguments.values.contains(QStringLiteral("--stagger"))) {
         const QString text = arguments.value(QStringLiteral("--stagger"));
@@ -55,10 +58,20 @@ QStringList run(AppCore &core, const QStringList &files, double stagger)
     QObject::connect(core.importer(), &ImportPipeline::finished, &loop, &QEventLoop::quit);
     QObject::connect(core.importer(), &ImportPipeline::subtitleQuotaShort, &loop,
                      [](const QString &warning) { Diagnostics::warn(warning); });
+    // A service that could not be used at all (a refused key, no answer, a throttle) is said once, as a warning.
+    QObject::connect(&core, &AppCore::serviceProblem, &core, [](const QString &problem) { Diagnostics::warn(problem); });
     core.importer()->setStagger(stagger);
     core.importFiles(urls);
     if (core.importer()->isRunning())
         loop.exec();
+    // What is printed is final: the store genres still on their way are waited for.
+    if (ImportPipeline::storeAnswersPending() > 0) {
+        core.progress()->setTitle(
+            QStringLiteral("Waiting for the store genres (%1 left)").arg(ImportPipeline::storeAnswersPending()));
+        QEventLoop store;
+        ImportPipeline::whenStoreAnswered(&store, [&store] { store.quit(); });
+        store.exec();
+    }
 
     QSet<qint64> listed;
     for (const MovieItem &item : core.list()->items()) {

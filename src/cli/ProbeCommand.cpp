@@ -53,7 +53,7 @@ QJsonObject probeToJson(const FileProbe &probe)
 
 void printText(const FileProbe &probe)
 {
-    QTextStream out(stdout);
+    CliSupport::TextOut out;
     out << probe.fileFullPath.value_or(QString()) << "\n";
     out << "    " << (probe.isAcceptable() ? "movie" : "not a movie") << ", " << probe.fileSizeHuman.value_or(QString());
     if (probe.isValidMediaFile)

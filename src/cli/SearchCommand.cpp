@@ -35,7 +35,7 @@ int search(const QStringList &arguments)
     if (parsed.has(QStringLiteral("--json"))) {
         CliSupport::printJson(CliSupport::toJsonArray(candidates));
     } else {
-        QTextStream out(stdout);
+        CliSupport::TextOut out;
         for (const MovieItem &record : std::as_const(candidates))
             out << record.value(ItemKey::movieTMDBID).toLongLong() << "  " << record.value(ItemKey::movieTitle).toString()
                 << "  " << record.value(ItemKey::movieReleaseDate_BEAUTIFIED).toString() << "\n";

@@ -73,7 +73,7 @@ int run(const QString &command, const QStringList &arguments)
         {"probe", Commands::probe},   {"hash", Commands::hash},     {"identify", Commands::identify},
         {"search", Commands::search}, {"import", Commands::import}, {"create", Commands::create},
         {"choose", Commands::choose}, {"forget", Commands::forget},
-        {"help", help},
+        {"doctor", Commands::doctor}, {"help", help},
     };
     for (const auto &[name, handler] : handlers) {
         if (command == QLatin1String(name))

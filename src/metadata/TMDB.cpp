@@ -1,5 +1,6 @@
 #include "metadata/TMDB.h"
 
+#include "base/AnswerCache.h"
 #include "base/Diagnostics.h"
 #include "base/HttpClient.h"
 #include "base/SearchLanguage.h"
@@ -134,9 +135,33 @@ QUrl TMDB::imageUrl(const QString &size, const QString &posterPath)
 
 // ---------------------------------------------------------------- requests
 
+const AnswerCache &TMDB::cache()
+{
+    static const AnswerCache tmdb(QStringLiteral("tmdb"));
+    return tmdb;
+}
+
+void TMDB::getJson(const QUrl &url, JsonCompletion completion) const
+{
+    const QString key = loggable(url);
+    if (const std::optional<QByteArray> stored = cache().find(key)) {
+        const Json answer = Json::parse(*stored);
+        if (answer.value().isObject()) {
+            QTimer::singleShot(0, mainContext(), [completion, answer] { completion(answer); });
+            return;
+        }
+    }
+    HttpClient::forCurrentThread().send(authorizedRequest(url), mainContext(), [completion, key](const HttpResponse &response) {
+        const Outcome<Json> answer = HttpClient::jsonOf(response, false);
+        if (answer)
+            cache().store(key, response.body);
+        completion(answer);
+    });
+}
+
 void TMDB::searchMovies(const QString &query, const QString &alpha2, JsonCompletion completion) const
 {
-    HttpClient::forCurrentThread().getJson(authorizedRequest(searchUrl(query, alpha2)), mainContext(), std::move(completion));
+    getJson(searchUrl(query, alpha2), std::move(completion));
 }
 
 void TMDB::getPoster(const QString &size, const QString &posterPath, PosterCompletion completion)
@@ -145,8 +170,19 @@ void TMDB::getPoster(const QString &size, const QString &posterPath, PosterCompl
     request.url = imageUrl(size, posterPath);
     request.maxRetryAfterSeconds = MaxRetryAfterSeconds;
     request.maxBodyBytes = AnswerLimit::Image;
-    HttpClient::forCurrentThread().send(request, mainContext(), [completion](const HttpResponse &response) {
+    // A poster's path names its picture for good: a stored one is as good as a fresh one.
+    const QString key = request.url.toString(QUrl::FullyEncoded);
+    if (const std::optional<QByteArray> stored = cache().find(key)) {
+        const ItemImage image = ItemImage::fromEncoded(*stored);
+        if (!image.isNull()) {
+            QTimer::singleShot(0, mainContext(), [completion, image] { completion(image); });
+            return;
+        }
+    }
+    HttpClient::forCurrentThread().send(request, mainContext(), [completion, key](const HttpResponse &response) {
         const ItemImage image = response.ok() ? ItemImage::fromEncoded(response.body) : ItemImage();
+        if (!image.isNull())
+            cache().store(key, response.body);
         completion(image.isNull() ? ItemImage::fromResource(QStringLiteral("pnf")) : image);
     });
 }
@@ -199,13 +235,13 @@ void TMDB::findMovieList(const QString &searchString, std::function<void(const O
 void TMDB::getDetails(qint64 tmdbID, JsonCompletion completion) const
 {
     const QUrl url = detailsUrl(tmdbID, SearchLanguage::current().alpha2);
-    HttpClient::forCurrentThread().getJson(authorizedRequest(url), mainContext(), std::move(completion));
+    getJson(url, std::move(completion));
 }
 
 void TMDB::findByImdbID(const QString &imdbID, JsonCompletion completion) const
 {
     const QUrl url = findUrl(imdbID, SearchLanguage::current().alpha2);
-    HttpClient::forCurrentThread().getJson(authorizedRequest(url), mainContext(), std::move(completion));
+    getJson(url, std::move(completion));
 }
 
 void TMDB::getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion completion) const
@@ -224,8 +260,7 @@ void TMDB::getMoreMovieDataWithMovieTMDBID(qint64 tmdbID, RecordCompletion compl
 void TMDB::getThumbnailsWithTmdbID(qint64 tmdbID, std::function<void(const QList<PosterChoice> &)> completion) const
 {
     const QString alpha2 = SearchLanguage::current().alpha2;
-    HttpClient::forCurrentThread().getJson(authorizedRequest(postersUrl(tmdbID, alpha2)), mainContext(), [completion, alpha2](
-                                                                                                      const Outcome<Json> &answer) {
+    getJson(postersUrl(tmdbID, alpha2), [completion, alpha2](const Outcome<Json> &answer) {
         if (!answer) {
             Diagnostics::write(answer.errorText());
             completion({});

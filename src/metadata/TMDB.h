@@ -12,6 +12,7 @@
 
 #include <functional>
 
+class AnswerCache;
 struct HttpRequest;
 
 /**
@@ -79,7 +80,12 @@ public:
     QUrl findUrl(const QString &imdbID, const QString &alpha2) const;
     static QUrl imageUrl(const QString &size, const QString &posterPath);
 
+    /** The answers of TMDb kept on disk ("tmdb"), keyed by the loggable address. */
+    static const AnswerCache &cache();
+
 private:
+    /** The JSON answer at @p url: from the cache when it has it, else asked with this client's credential and stored. */
+    void getJson(const QUrl &url, JsonCompletion completion) const;
     /** "api_key=KEY&" for a v3 key; empty for a read access token, which travels in a header. */
     QString keyParameter() const;
 

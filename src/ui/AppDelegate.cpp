@@ -93,6 +93,11 @@ AppDelegate::AppDelegate(QWidget *parent)
             m_progress->setCurrent(++m_saveIndex);
     });
     connect(m_progress, &ProgressSheet::cancelRequested, m_core, &AppCore::cancelSave);
+    // A Save that first waited for store genres begins its progress anew: the count "3 of 10" is set again.
+    connect(m_core->progress(), &Progress::began, this, [this] {
+        if (m_core->isSaving())
+            m_progress->setTotal(m_core->list()->count());
+    });
     m_progress->setQuitKeys(a->quit->shortcut());
     connect(m_progress, &ProgressSheet::quitRequested, this, &QWidget::close);
     connectSheets();

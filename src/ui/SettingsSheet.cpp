@@ -6,6 +6,7 @@
 #include "base/ConversionProfile.h"
 #include "subtitles/SubtitleCredentials.h"
 #include "subtitles/SubtitleQuota.h"
+#include "ui/ServicesTab.h"
 
 #include <QButtonGroup>
 #include <QCollator>
@@ -19,6 +20,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QStandardItemModel>
+#include <QTabWidget>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -36,6 +38,7 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
     , m_user(new QLineEdit(this))
     , m_password(new QLineEdit(this))
     , m_reviewThreshold(new QDoubleSpinBox(this))
+    , m_services(new ServicesTab(this))
 {
     setObjectName(QStringLiteral("settingsWindow"));
     setWindowTitle(tr("Settings"));
@@ -111,12 +114,20 @@ SettingsSheet::SettingsSheet(AppCore *core, QWidget *parent)
     m_reviewThreshold->setToolTip(tr("A match whose confidence is below this is marked \u201cNeeds review\u201d "
                                      "(0 marks none)"));
     languageRow->addRow(tr("&Review matches below:"), m_reviewThreshold);
-    auto *layout = new QVBoxLayout(this);
-    layout->setSizeConstraint(QLayout::SetMinimumSize);
+    auto *general = new QWidget(this);
+    auto *layout = new QVBoxLayout(general);
     layout->addLayout(languageRow);
     layout->addWidget(presetBox);
     layout->addWidget(account);
-    layout->addWidget(buttons);
+
+    auto *tabs = new QTabWidget(this);
+    tabs->setObjectName(QStringLiteral("settingsTabs"));
+    tabs->addTab(general, tr("&General"));
+    tabs->addTab(m_services, tr("Ser&vices"));
+    auto *sheet = new QVBoxLayout(this);
+    sheet->setSizeConstraint(QLayout::SetMinimumSize);
+    sheet->addWidget(tabs);
+    sheet->addWidget(buttons);
 
     connect(buttons, &QDialogButtonBox::accepted, this, &SettingsSheet::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &SettingsSheet::reject);
@@ -230,6 +241,7 @@ void SettingsSheet::openSheet()
     adjustSize();
     setMinimumHeight(layout()->totalHeightForWidth(width()));
     resize(width(), minimumHeight());
+    m_services->load();
     open();
     m_language->setFocus();
 }
@@ -241,6 +253,7 @@ void SettingsSheet::accept()
         SubtitleCredentials::storeProvider(SubtitleCredentials::Provider(m_provider->currentData().toInt()));
     if (const std::optional<ConversionProfile> profile = ConversionProfiles::fromName(m_profile->currentData().toString()))
         ConversionProfiles::store(*profile);
+    m_services->store();
     SubtitleCredentials::storeApiKey(m_apiKey->text().trimmed());
     SubtitleCredentials::storeUserName(m_user->text().trimmed());
     // An empty field keeps the password that is in the keychain.

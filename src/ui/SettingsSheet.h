@@ -8,15 +8,18 @@ class QComboBox;
 class QDoubleSpinBox;
 class QLabel;
 class QLineEdit;
+class ServicesTab;
 
 /**
  * Settings ("settingsWindow"): the search language (common
  * languages first, then all by name), what Save does with the files (the
  * preset radio group "radioBTNsGroup", each choice saying what happens to
  * the originals), the confidence below which a match needs review, and the
- * subtitle service: which one, the account, and the downloads left today.
- * The preset and language act at once; OK stores them, Cancel (Escape) puts
- * back what was there when the sheet opened.
+ * subtitle service (which one, the account, the downloads left today) on
+ * the "General" tab; the TMDb key, a Test button per service and the
+ * lookup cache on the "Services" tab (ServicesTab). The preset and language
+ * act at once; OK stores them, Cancel (Escape) puts back what was there
+ * when the sheet opened.
  */
 class SettingsSheet : public QDialog
 {
@@ -51,6 +54,7 @@ private:
     QLineEdit *m_user;
     QLineEdit *m_password;
     QDoubleSpinBox *m_reviewThreshold;
+    ServicesTab *m_services;
     int m_presetWhenOpened = 0;
     int m_languageWhenOpened = -1;
 };

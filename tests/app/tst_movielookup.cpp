@@ -97,6 +97,7 @@ private Q_SLOTS:
         m_server->clearFailures();
         m_server->clearRequests();
         QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).clear();
+        TestEnvironment::forgetLookups();
         qunsetenv("KINOVELA_HTTP_TIMEOUT_MS");
         QDir().mkpath(ServiceConfig::subtitlesFolder());
         QFile::remove(Corrections::storePath());

@@ -291,6 +291,13 @@ void OpenSubtitlesStandin::install(StandinServer &server)
     server.addRoute(QStringLiteral("rest-login"), "POST", QStringLiteral("/api/v1/login"), restLogin, rest);
     server.addRoute(QStringLiteral("rest-search"), "GET", QStringLiteral("/api/v1/subtitles"), restSearch, rest);
     server.addRoute(QStringLiteral("rest-download"), "POST", QStringLiteral("/api/v1/download"), restDownload, rest);
+    server.addRoute(QStringLiteral("rest-formats"), "GET", QStringLiteral("/api/v1/infos/formats"),
+                    [](const StandinServer::Request &) {
+                        return StandinServer::json({{QStringLiteral("data"),
+                                                     QJsonObject{{QStringLiteral("output_formats"),
+                                                                  QJsonArray{QStringLiteral("srt"), QStringLiteral("vtt")}}}}});
+                    },
+                    rest);
     server.addRoute(QStringLiteral("rest-file"), "GET", QStringLiteral("/download/files/[0-9A-Za-z]+\\.srt"), restFile, restError);
     server.addRoute(QStringLiteral("xmlrpc"), "POST", QStringLiteral("/xml-rpc"), [](const StandinServer::Request &request) {
         QString method;

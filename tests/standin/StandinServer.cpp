@@ -1,5 +1,6 @@
 #include "StandinServer.h"
 
+#include <QDateTime>
 #include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -155,7 +156,8 @@ bool StandinServer::handleRequest(const QHttpServerRequest &request, QTcpSocket 
     for (const Route &route : std::as_const(m_routes)) {
         if (route.method != method || !route.path.match(path).hasMatch())
             continue;
-        Request recorded{route.name, method, path, request.query(), request.headers(), request.body()};
+        Request recorded{route.name, method, path, request.query(), request.headers(), request.body(),
+                         QDateTime::currentMSecsSinceEpoch()};
         m_requests.append(recorded);
 
         const auto errorReply = [&route](int status) {

@@ -45,6 +45,8 @@ public:
         QUrlQuery query;
         QList<QPair<QByteArray, QByteArray>> headers;
         QByteArray body;
+        /** When it arrived, in milliseconds since the epoch. */
+        qint64 receivedMs = 0;
         QByteArray header(const QByteArray &name) const;
     };
 

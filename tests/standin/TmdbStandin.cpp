@@ -3,6 +3,7 @@
 #include "standin/StandinServer.h"
 
 #include <QBuffer>
+#include <QDateTime>
 #include <QHash>
 #include <QImage>
 #include <QJsonArray>
@@ -38,9 +39,16 @@ Movie movie(qint64 id, const char *title, const char *released, const char *imdb
             list(cast), list(directors), QString::fromUtf8(composer)};
 }
 
+int g_extraFilms = 0;
+
 const QList<Movie> &catalogue()
 {
-    static const QList<Movie> movies = {
+    static QList<Movie> movies;
+    static int extra = -1;
+    if (extra == g_extraFilms)
+        return movies;
+    extra = g_extraFilms;
+    movies = {
         movie(27205, "Inception", "2010-07-15", "tt1375666", "PG-13", "Action|Science Fiction", "Sci-Fi & Fantasy",
               "/inception.jpg", "Leonardo DiCaprio|Joseph Gordon-Levitt|Elliot Page|Tom Hardy|Ken Watanabe|Cillian Murphy",
               "Christopher Nolan", "Hans Zimmer"),
@@ -52,9 +60,25 @@ const QList<Movie> &catalogue()
               "Michael Mann", "Elliot Goldenthal"),
         movie(348, "Alien", "1979-05-25", "tt0078748", "R", "Horror|Science Fiction", "Horror", "/alien.png",
               "Sigourney Weaver|Tom Skerritt", "Ridley Scott", "Jerry Goldsmith"),
+        // A hostile title: terminal escape sequences that retitle the window and clear the screen.
+        movie(96821, "Zzyzx\x1b]0;pwned\x07\x1b[2J Road", "2006-04-28", "tt0400805", "R", "Thriller", "",
+              "/zzyzx.jpg", "Tom Sizemore", "John Penney", "Someone"),
     };
+    // "Film 001", "Film 002"...: as many different movies as a benchmark asks for.
+    for (int i = 1; i <= g_extraFilms; ++i) {
+        const QByteArray number = QByteArray::number(i).rightJustified(3, '0');
+        const QByteArray title = QByteArray("Film ") + number;
+        const QByteArray released = QByteArray::number(1950 + i % 70) + QByteArray("-03-01");
+        const QByteArray imdb = QByteArray("tt9") + number.rightJustified(6, '0');
+        const QByteArray poster = QByteArray("/film") + number + QByteArray(".jpg");
+        movies.append(movie(900000 + i, title.constData(), released.constData(), imdb.constData(), "PG", "Drama",
+                            "Independent", poster.constData(), "Someone|Someone Else", "A Director", "A Composer"));
+    }
     return movies;
 }
+
+int g_storeLimit = 0;
+QList<qint64> g_storeCalls; // milliseconds since the epoch of the store calls in the last minute
 
 bool g_legacy = false;
 int g_runtimeMinutes = 0;
@@ -85,8 +109,16 @@ StandinServer::Reply tmdbError(int status)
 }
 
 const StandinServer::Service tmdb{tmdbError, [](const StandinServer::Request &request) {
-    return request.query.queryItemValue(QStringLiteral("api_key")).toUtf8() == TmdbStandin::apiKey();
+    return request.query.queryItemValue(QStringLiteral("api_key")).toUtf8() == TmdbStandin::apiKey()
+        || request.header("Authorization") == "Bearer " + TmdbStandin::readAccessToken();
 }};
+
+StandinServer::Reply configuration(const StandinServer::Request &)
+{
+    return StandinServer::json({{QStringLiteral("images"),
+                                 QJsonObject{{QStringLiteral("secure_base_url"), QStringLiteral("https://image.tmdb.org/t/p/")}}},
+                                {QStringLiteral("change_keys"), QJsonArray{QStringLiteral("title")}}});
+}
 
 QJsonObject searchResult(const Movie &movie)
 {
@@ -311,8 +343,23 @@ StandinServer::Reply javascript(const QJsonObject &object)
     return reply;
 }
 
+/** Beyond the limit of calls in a minute the store answers 403, as Apple's does. */
+bool storeThrottles()
+{
+    if (g_storeLimit <= 0)
+        return false;
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    g_storeCalls.removeIf([now](qint64 call) { return now - call >= 60000; });
+    if (g_storeCalls.size() >= g_storeLimit)
+        return true;
+    g_storeCalls.append(now);
+    return false;
+}
+
 StandinServer::Reply itunesSearch(const StandinServer::Request &request)
 {
+    if (storeThrottles())
+        return StandinServer::plain(403, "text/html", "<html><body>Forbidden</body></html>");
     const QStringList term = words(request.query.queryItemValue(QStringLiteral("term"), QUrl::FullyDecoded));
     QJsonArray results;
     for (const Movie &movie : catalogue()) {
@@ -356,6 +403,7 @@ StandinServer::Reply genres(const StandinServer::Request &)
 void TmdbStandin::install(StandinServer &server)
 {
     server.addRoute(QStringLiteral("search"), "GET", QStringLiteral("/3/search/movie"), search, tmdb);
+    server.addRoute(QStringLiteral("configuration"), "GET", QStringLiteral("/3/configuration"), configuration, tmdb);
     server.addRoute(QStringLiteral("details"), "GET", QStringLiteral("/3/movie/[0-9]+"), details, tmdb);
     server.addRoute(QStringLiteral("find"), "GET", QStringLiteral("/3/find/[^/]+"), find, tmdb);
     server.addRoute(QStringLiteral("image"), "GET", QStringLiteral("/t/p/[^/]+/.+"), image);
@@ -368,7 +416,9 @@ QStringList TmdbStandin::environment(const StandinServer &server)
     const QString base = server.baseUrl();
     return {QStringLiteral("KINOVELA_TMDB_API_URL=") + base, QStringLiteral("KINOVELA_TMDB_IMAGE_URL=") + base,
             QStringLiteral("KINOVELA_ITUNES_URL=") + base, QStringLiteral("KINOVELA_ITUNES_GENRES_URL=") + base,
-            QStringLiteral("KINOVELA_TMDB_API_KEY=") + QString::fromLatin1(apiKey())};
+            QStringLiteral("KINOVELA_TMDB_API_KEY=") + QString::fromLatin1(apiKey()),
+            // The stand-in store does not throttle unless told to: no need to space its calls.
+            QStringLiteral("KINOVELA_STORE_INTERVAL_MS=0")};
 }
 
 void TmdbStandin::exportEnvironment(const StandinServer &server)
@@ -384,6 +434,17 @@ void TmdbStandin::setLegacyShapes(bool legacy)
 void TmdbStandin::setRuntimeMinutes(int minutes)
 {
     g_runtimeMinutes = minutes;
+}
+
+void TmdbStandin::setExtraFilms(int count)
+{
+    g_extraFilms = count;
+}
+
+void TmdbStandin::setStoreLimit(int callsPerMinute)
+{
+    g_storeLimit = callsPerMinute;
+    g_storeCalls.clear();
 }
 
 void TmdbStandin::setOriginalPosterSize(const QSize &size)

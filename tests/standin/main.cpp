@@ -2,7 +2,7 @@
 // port of 127.0.0.1. Prints the environment lines that point Kinovela at it,
 // then an empty line, and serves until it is stopped.
 //
-//   kinovela-standin [--poster-size WxH] [--runtime MINUTES]
+//   kinovela-standin [--poster-size WxH] [--runtime MINUTES] [--films N] [--store-limit N]
 #include "standin/StandinServer.h"
 #include "standin/StandinServices.h"
 #include "standin/TmdbStandin.h"
@@ -26,6 +26,12 @@ int main(int argc, char *argv[])
     const qsizetype runtimeOption = arguments.indexOf(QStringLiteral("--runtime"));
     if (runtimeOption > 0 && runtimeOption + 1 < arguments.size())
         TmdbStandin::setRuntimeMinutes(arguments.at(runtimeOption + 1).toInt());
+    const qsizetype films = arguments.indexOf(QStringLiteral("--films"));
+    if (films > 0 && films + 1 < arguments.size())
+        TmdbStandin::setExtraFilms(arguments.at(films + 1).toInt());
+    const qsizetype limit = arguments.indexOf(QStringLiteral("--store-limit"));
+    if (limit > 0 && limit + 1 < arguments.size())
+        TmdbStandin::setStoreLimit(arguments.at(limit + 1).toInt());
 
     StandinServer server;
     if (!server.start()) {

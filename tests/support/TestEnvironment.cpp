@@ -1,5 +1,7 @@
 #include "TestEnvironment.h"
 
+#include "base/AnswerCache.h"
+
 TestEnvironment::TestEnvironment()
 {
     qputenv("HOME", m_home.path().toUtf8());
@@ -23,4 +25,10 @@ QString TestEnvironment::media(const QString &name)
     if (mediaFolder().isEmpty() || !QFile::exists(path))
         qWarning("generated test media missing: %s (is KINOVELA_TEST_MEDIA set?)", qUtf8Printable(path));
     return path;
+}
+
+void TestEnvironment::forgetLookups()
+{
+    AnswerCache(QStringLiteral("tmdb")).clear();
+    AnswerCache(QStringLiteral("store")).clear();
 }

@@ -17,6 +17,9 @@ public:
     QString home() const { return m_home.path(); }
     QString config() const { return m_config.path(); }
 
+    /** Forgets the answers TMDb and the store gave earlier in this test run (a test of a failure must ask). */
+    static void forgetLookups();
+
     /** Folder with the media generated for this test run (KINOVELA_TEST_MEDIA). */
     static QString mediaFolder();
     /** A generated media file by name; fails the test when it is missing. */

@@ -14,7 +14,10 @@
 #include <QApplication>
 #include <QDialog>
 #include <QDir>
+#include <QCompleter>
 #include <QDragEnterEvent>
+#include <QFileDialog>
+#include <QLineEdit>
 #include <QMimeData>
 #include <QSettings>
 #include <QSignalSpy>
@@ -42,10 +45,11 @@ public:
         StandinServices::exportEnvironment(*server);
     }
 
-    /** A fresh window on fresh settings, shown and active. */
+    /** A fresh window on fresh settings and an empty lookup cache, shown and active. */
     void openWindow()
     {
         QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).clear();
+        TestEnvironment::forgetLookups();
         server->clearFailures();
         forgetCorrections();
         showNewWindow();
@@ -110,6 +114,46 @@ public:
         const QString folder = qEnvironmentVariable("KINOVELA_BUILD_DIR") + QStringLiteral("/screenshots");
         QDir().mkpath(folder);
         widget->grab().save(folder + QLatin1Char('/') + name + QStringLiteral(".png"));
+    }
+
+    /** Types into the file chooser's name field and presses Return, as a person does. */
+    static void typeIntoChooser(QFileDialog *chooser, const QString &text)
+    {
+        auto *name = chooser->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"));
+        QVERIFY(name);
+        WindowDriver::activate(chooser);
+        name->setFocus();
+        name->selectAll();
+        QTest::keyClicks(name, text);
+        if (name->completer() && name->completer()->popup()->isVisible())
+            name->completer()->popup()->hide();
+        QTest::keyClick(name, Qt::Key_Return);
+    }
+
+    /** The file chooser of that name once it is shown; nullptr when it does not come. */
+    QFileDialog *chooser(const char *name)
+    {
+        QFileDialog *dialog = nullptr;
+        const bool shown = QTest::qWaitFor([&] {
+            dialog = window->findChild<QFileDialog *>(QString::fromLatin1(name));
+            return dialog && dialog->isVisible();
+        });
+        return shown ? dialog : nullptr;
+    }
+
+    /** Save: Ctrl+S, then the destination's name in the chooser (which starts in the home folder) and Return. */
+    QString saveInto(const QString &name)
+    {
+        const QString destination = QDir::home().filePath(name);
+        QDir(destination).removeRecursively();
+        if (!QDir().mkpath(destination))
+            return {};
+        shortcut(QKeySequence::Save);
+        QFileDialog *panel = chooser("savePanel");
+        if (!panel)
+            return {};
+        typeIntoChooser(panel, name);
+        return destination;
     }
 
     /** A copy of a generated medium under a movie's name. */

@@ -29,29 +29,6 @@ class TestWindow : public QObject
 private:
     WindowDriver d;
 
-    /** Types into the file chooser's name field and presses Return, as a person does. */
-    static void typeIntoChooser(QFileDialog *chooser, const QString &text)
-    {
-        auto *name = chooser->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"));
-        QVERIFY(name);
-        WindowDriver::activate(chooser);
-        name->setFocus();
-        name->selectAll();
-        QTest::keyClicks(name, text);
-        if (name->completer() && name->completer()->popup()->isVisible())
-            name->completer()->popup()->hide();
-        QTest::keyClick(name, Qt::Key_Return);
-    }
-
-    QFileDialog *chooser(const char *name)
-    {
-        QFileDialog *dialog = nullptr;
-        const bool shown = QTest::qWaitFor([&] {
-            dialog = d.window->findChild<QFileDialog *>(QString::fromLatin1(name));
-            return dialog && dialog->isVisible();
-        });
-        return shown ? dialog : nullptr;
-    }
 
     /** A converter that writes a little and then takes its time, as ffmpeg does with a long movie. */
     QString slowConverter()
@@ -67,21 +44,6 @@ private:
     }
 
     QStringList filesIn(const QString &folder) { return QDir(folder).entryList(QDir::Files | QDir::Hidden); }
-
-    /** Save: Ctrl+S, then the destination's name in the chooser (which starts in the home folder) and Return. */
-    QString saveInto(const QString &name)
-    {
-        const QString destination = QDir::home().filePath(name);
-        QDir(destination).removeRecursively();
-        if (!QDir().mkpath(destination))
-            return {};
-        d.shortcut(QKeySequence::Save);
-        QFileDialog *panel = chooser("savePanel");
-        if (!panel)
-            return {};
-        typeIntoChooser(panel, name);
-        return destination;
-    }
 
 private Q_SLOTS:
     void initTestCase() { d.startServices(this); }
@@ -136,16 +98,16 @@ private Q_SLOTS:
         QVERIFY(QFile::copy(TestEnvironment::media(QStringLiteral("h264-aac.mp4")), folder + QStringLiteral("/Inception.mp4")));
         QVERIFY(QFile::copy(TestEnvironment::media(QStringLiteral("mpeg4-mp3.avi")), folder + QStringLiteral("/Heat.1995.avi")));
         d.shortcut(QKeySequence::Open);
-        QFileDialog *dialog = chooser("openPanel");
+        QFileDialog *dialog = d.chooser("openPanel");
         QVERIFY(dialog);
         QVERIFY(dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))); // Qt's own chooser
         QVERIFY(dialog->nameFilters().constFirst().startsWith(QStringLiteral("Video files (*.mkv *.mp4")));
         // The folder's name and Return go into it; then the names, quoted, and Return open them.
-        typeIntoChooser(dialog, QStringLiteral("Incoming"));
+        WindowDriver::typeIntoChooser(dialog, QStringLiteral("Incoming"));
         QTRY_COMPARE(QDir(dialog->directory()).canonicalPath(), QDir(folder).canonicalPath());
         d.screenshot(dialog, QStringLiteral("open-chooser"));
         QSignalSpy finished(d.window->core(), &AppCore::importFinished);
-        typeIntoChooser(dialog, QStringLiteral("\"Inception.mp4\" \"Notes.mkv\" \"Heat.1995.avi\""));
+        WindowDriver::typeIntoChooser(dialog, QStringLiteral("\"Inception.mp4\" \"Notes.mkv\" \"Heat.1995.avi\""));
         QVERIFY(finished.wait(30000));
         QCOMPARE(d.window->core()->list()->count(), 2);
         QCOMPARE(d.itemNamed(QStringLiteral("Heat.1995.avi")).value(ItemKey::serialNumber).toLongLong(), 2);
@@ -155,7 +117,7 @@ private Q_SLOTS:
 
         // The next Open starts in the same folder; Escape closes it and changes nothing.
         d.shortcut(QKeySequence::Open);
-        dialog = chooser("openPanel");
+        dialog = d.chooser("openPanel");
         QVERIFY(dialog);
         QCOMPARE(QDir(dialog->directory()).canonicalPath(), QDir(folder).canonicalPath());
         QTest::keyClick(dialog, Qt::Key_Escape);
@@ -277,7 +239,7 @@ private Q_SLOTS:
         // One source disappears before the Save: it needs attention, the others are saved.
         QFile::remove(d.files.filePath(QStringLiteral("Some.Home.Video.mkv")));
         QSignalSpy finished(d.window, &AppDelegate::creationFinished);
-        const QString destination = saveInto(QStringLiteral("Library"));
+        const QString destination = d.saveInto(QStringLiteral("Library"));
         QVERIFY(finished.wait(60000));
         auto *alert = d.find<SaveResultDialog>("creationAlert");
         QTRY_VERIFY(alert && alert->isVisible());
@@ -320,9 +282,9 @@ private Q_SLOTS:
         mine.close();
         QSignalSpy finished(d.window, &AppDelegate::creationFinished);
         d.shortcut(QKeySequence::Save);
-        QFileDialog *panel = chooser("savePanel");
+        QFileDialog *panel = d.chooser("savePanel");
         QVERIFY(panel);
-        typeIntoChooser(panel, QStringLiteral("Taken"));
+        WindowDriver::typeIntoChooser(panel, QStringLiteral("Taken"));
         QMessageBox *question = nullptr;
         QTRY_VERIFY((question = d.window->findChild<QMessageBox *>(QStringLiteral("clashQuestion"))) && question->isVisible());
         QVERIFY(finished.isEmpty());
@@ -343,7 +305,7 @@ private Q_SLOTS:
         qputenv("KINOVELA_FFMPEG", QFile::encodeName(slowConverter()));
         QSignalSpy finished(d.window, &AppDelegate::creationFinished);
         d.window->core()->setConversionOption(Preset::Convert);
-        const QString destination = saveInto(QStringLiteral("Cancelled"));
+        const QString destination = d.saveInto(QStringLiteral("Cancelled"));
         auto *progress = d.find<ProgressSheet>("progressWindow");
         QTRY_VERIFY(progress->isVisible());
         QTRY_VERIFY(d.find<QLabel>("progressCount")->text().startsWith(QStringLiteral("1 of 3")));
@@ -365,7 +327,7 @@ private Q_SLOTS:
         const QString source = d.files.filePath(QStringLiteral("Heat.1995.avi"));
         const qint64 sourceSize = QFileInfo(source).size();
         d.window->core()->setConversionOption(Preset::Convert);
-        const QString destination = saveInto(QStringLiteral("Quit"));
+        const QString destination = d.saveInto(QStringLiteral("Quit"));
         auto *progress = d.find<ProgressSheet>("progressWindow");
         QTRY_VERIFY(progress->isVisible());
         QTRY_VERIFY(!filesIn(destination).isEmpty()); // the converter has begun writing
