@@ -1,4 +1,4 @@
-#include "CliRunner.h"
+#include "support/CliRunner.h"
 #include "support/TestEnvironment.h"
 
 #include <QJsonArray>

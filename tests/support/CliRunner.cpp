@@ -1,4 +1,4 @@
-#include "CliRunner.h"
+#include "support/CliRunner.h"
 
 #include "support/TestEnvironment.h"
 
@@ -44,7 +44,8 @@ CliRunner::Run CliRunner::run(const QStringList &arguments, const QProcessEnviro
     process.setWorkingDirectory(m_files.path());
     process.start(qEnvironmentVariable("KINOVELA_CLI"), arguments);
     process.waitForFinished(180000);
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    return {process.exitCode(), process.exitStatus() == QProcess::CrashExit, process.readAllStandardOutput(),
+            process.readAllStandardError()};
 }
 
 QString CliRunner::copy(const QString &media, const QString &name) const

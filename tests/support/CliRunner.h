@@ -16,6 +16,7 @@ public:
     struct Run
     {
         int exitCode = -1;
+        bool crashed = false; ///< killed, or ended by a signal
         QByteArray out;
         QByteArray err;
 
