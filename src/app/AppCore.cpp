@@ -11,14 +11,19 @@
 #include "base/ToolLocator.h"
 #include "metadata/StoreGenre.h"
 #include "base/UserSettings.h"
+#include "base/ConversionProfile.h"
 
+#include <QDir>
+#include <QFutureWatcher>
+#include <QLocale>
+#include <QtConcurrent/QtConcurrentRun>
+#include <QFileInfo>
+#include <QSet>
 #include <QSettings>
 
 namespace {
 const QString DeleteSourcesKey = QStringLiteral("deleteSourcesOutright");
 } // namespace
-#include <QFileInfo>
-#include <QSet>
 
 AppCore::AppCore(QObject *parent)
     : QObject(parent)
@@ -121,49 +126,69 @@ void AppCore::importFiles(const QList<QUrl> &urls)
     m_importer->importFiles(urls);
 }
 
-void AppCore::save(const QString &destinationFolder)
-{
-    save(destinationFolder, ClashPolicy::Fail);
-}
-
 void AppCore::save(const QString &destinationFolder, ClashPolicy clashes)
 {
-    if (m_waitingForStore)
+    prepareSave(destinationFolder, [this, destinationFolder, clashes](const SavePlan &planned) {
+        save(clashes == ClashPolicy::Fail ? planned : planSave(destinationFolder, clashes));
+    });
+}
+
+void AppCore::prepareSave(const QString &destinationFolder, std::function<void(const SavePlan &)> planned)
+{
+    if (isSaving())
         return;
-    if (ImportPipeline::storeAnswersPending() > 0) {
-        // What is written is the final record: the store genres still on their way come first.
-        m_waitingForStore = true;
-        const quint64 wait = ++m_storeWait;
-        m_progress->setTitle(QStringLiteral("Waiting for the store genres (%1 left)...")
-                                 .arg(ImportPipeline::storeAnswersPending()));
-        m_progress->setValue(0);
-        m_progress->begin(true);
-        ImportPipeline::whenStoreAnswered(this, [this, wait, destinationFolder, clashes] {
-            if (wait != m_storeWait || !m_waitingForStore)
-                return;
-            m_waitingForStore = false;
-            m_progress->end();
-            startBatch(destinationFolder, clashes);
-        });
-        m_waitDestination = destinationFolder;
-        m_waitClashes = clashes;
+    const auto plan = [this, destinationFolder, planned] { planned(planSave(destinationFolder)); };
+    if (ImportPipeline::storeAnswersPending() == 0) {
+        plan();
         return;
     }
-    startBatch(destinationFolder, clashes);
+    // What is written is the final record: the store genres still on their way come first.
+    m_waitingForStore = true;
+    const quint64 wait = ++m_storeWait;
+    m_progress->setTitle(QStringLiteral("Waiting for the store genres (%1 left)...").arg(ImportPipeline::storeAnswersPending()));
+    m_progress->setValue(0);
+    m_progress->begin(true);
+    ImportPipeline::whenStoreAnswered(this, [this, wait, plan] {
+        if (wait != m_storeWait || !m_waitingForStore)
+            return;
+        m_waitingForStore = false;
+        m_progress->end();
+        plan();
+    });
 }
 
-void AppCore::startBatch(const QString &destinationFolder, ClashPolicy clashes)
+SavePlan AppCore::planSave(const QString &destinationFolder, ClashPolicy clashes, bool skipNeedsReview, bool askTheDisk) const
 {
-    SaveOptions options;
-    options.clashes = clashes;
-    options.deleteSources = deletesSources();
-    options.profile = ConversionProfiles::current();
-    m_batch->creationTaskWithDestinationFolder(destinationFolder, m_list->items(), m_conversionOption, options);
+    SaveSettings settings;
+    settings.destination = QDir::cleanPath(destinationFolder);
+    settings.preset = m_conversionOption;
+    settings.options.clashes = clashes;
+    settings.options.deleteSources = deletesSources();
+    settings.options.profile = ConversionProfiles::current();
+    settings.options.skipNeedsReview = skipNeedsReview;
+    settings.subtitleLanguage = SearchLanguage::current().alpha3bOrEnglish();
+    return SavePlan::check(m_list->items(), settings, askTheDisk);
 }
 
-QList<PlannedItem> AppCore::checkSave(const QString &destinationFolder) const
+void AppCore::save(const SavePlan &plan)
 {
-    return SavePlan::check(m_list->items(), destinationFolder, m_conversionOption);
+    if (!isSaving())
+        m_batch->run(plan);
+}
+
+void AppCore::reportAllCancelled()
+{
+    // Nothing was written: every movie is reported cancelled.
+    QList<CreationResult> results;
+    for (const MovieItem &item : m_list->items()) {
+        CreationResult result;
+        result.source = item.value(ItemKey::filePath).toString();
+        result.movieTitle = item.value(ItemKey::movieTitle).toString();
+        result.status = failure(ErrorKind::Cancelled, QStringLiteral("cancelled"));
+        result.sourceFate = QStringLiteral("kept where it was");
+        results.append(result);
+    }
+    Q_EMIT saveFinished(results);
 }
 
 bool AppCore::deletesSources() const
@@ -181,12 +206,42 @@ void AppCore::setDeletesSources(bool outright)
 void AppCore::cancelSave()
 {
     if (m_waitingForStore) {
-        // Nothing was written yet: the batch starts only to report every movie as cancelled.
         m_waitingForStore = false;
         m_progress->end();
-        startBatch(m_waitDestination, m_waitClashes);
+        reportAllCancelled();
+        return;
     }
     m_batch->cancel();
+}
+
+QString AppCore::lastSaveText() const
+{
+    const Outcome<SaveJournal> journal = SaveJournal::last();
+    if (!journal)
+        return {};
+    const qsizetype movies = journal->entries().size();
+    return QStringLiteral("%1 into %2, %3")
+        .arg(QLocale().toString(journal->started().toLocalTime(), QLocale::ShortFormat), journal->destination(),
+             movies == 1 ? QStringLiteral("1 movie") : QStringLiteral("%1 movies").arg(movies));
+}
+
+void AppCore::undoLastSave()
+{
+    if (isSaving() || m_undoing)
+        return;
+    m_undoing = true;
+    m_progress->setTitle(QStringLiteral("Undoing the last Save..."));
+    m_progress->setValue(0);
+    m_progress->begin(false);
+    auto *watcher = new QFutureWatcher<UndoReport>(this);
+    connect(watcher, &QFutureWatcher<UndoReport>::finished, this, [this, watcher] {
+        const UndoReport report = watcher->result();
+        watcher->deleteLater();
+        m_undoing = false;
+        m_progress->end();
+        Q_EMIT undoFinished(report);
+    });
+    watcher->setFuture(QtConcurrent::run(&SaveUndo::undoLast));
 }
 
 bool AppCore::isSaving() const

@@ -3,6 +3,7 @@
 #include "base/MovieItemKeys.h"
 #include "base/Preset.h"
 #include "creation/CreationBatch.h"
+#include "creation/SaveUndo.h"
 
 #include <QList>
 #include <QObject>
@@ -10,6 +11,7 @@
 #include <QUrl>
 #include <QVariantMap>
 
+#include <functional>
 #include <optional>
 
 class CreationBatch;
@@ -67,20 +69,28 @@ public:
     void importFiles(const QList<QUrl> &urls);
 
     /**
-     * Save: creates a tagged movie of every listed item in
-     * @p destinationFolder with the live preset; saveFinished() follows, also
-     * for an empty list. Does nothing while a Save runs. Store genres still
-     * on their way are waited for first, so the tags written are final.
+     * Save: plans the Save of every listed item into @p destinationFolder with
+     * the live preset and carries the plan out; saveFinished() follows, also
+     * for an empty list. Does nothing while a Save runs. Store genres still on
+     * their way are waited for first, so the tags written are final.
      */
-    void save(const QString &destinationFolder);
-    /** Save with an explicit clash policy (the choice the window offers after checkSave()). */
-    void save(const QString &destinationFolder, ClashPolicy clashes);
+    void save(const QString &destinationFolder, ClashPolicy clashes = ClashPolicy::Fail);
+    /** Carries out exactly @p plan (made by planSave()); saveFinished() follows. */
+    void save(const SavePlan &plan);
     /**
-     * The check Save makes before any work, for the window to show first: one
-     * entry per listed item, in list order (see SavePlan::check). Writes nothing.
+     * The first half of save(): waits for the store genres still on their way
+     * (the progress shows it, and cancelSave() ends the wait with every movie
+     * reported cancelled), then calls @p planned with the plan of a Save into
+     * @p destinationFolder that fails clashing names.
      */
-    QList<PlannedItem> checkSave(const QString &destinationFolder) const;
-
+    void prepareSave(const QString &destinationFolder, std::function<void(const SavePlan &)> planned);
+    /**
+     * The plan of a Save of the list as it is now (see SavePlan). With
+     * @p askTheDisk false nothing at all is written, not even the test of
+     * whether the destination takes a name.
+     */
+    SavePlan planSave(const QString &destinationFolder, ClashPolicy clashes = ClashPolicy::Fail,
+                      bool skipNeedsReview = false, bool askTheDisk = true) const;
     /** Converted sources are deleted outright instead of moved to the Trash (stored setting "deleteSourcesOutright"). */
     bool deletesSources() const;
     void setDeletesSources(bool outright);
@@ -94,11 +104,22 @@ public:
     void cancelSave();
     bool isSaving() const;
 
+    /** The Save that undoLastSave() would take back, in a line ("24/11/2026 10:31 into /dest, 3 movies"); empty when none. */
+    QString lastSaveText() const;
+    /**
+     * Undo Last Save: takes the last Save back from its journal (see
+     * SaveUndo) on a worker thread, showing progress; undoFinished() follows.
+     * Does nothing while a Save or an undo runs.
+     */
+    void undoLastSave();
+    bool isUndoing() const { return m_undoing; }
+
 Q_SIGNALS:
     void conversionOptionChanged(Preset preset);
     void selectedLanguageChanged(int index);
     /** One result per item of the Save, in list order. */
     void saveFinished(const QList<CreationResult> &results);
+    void undoFinished(const UndoReport &report);
     /** Every file of importFiles() is listed or rejected; @p rejectedPaths are the ones not listed. */
     void importFinished(const QStringList &rejectedPaths);
     /**
@@ -108,7 +129,7 @@ Q_SIGNALS:
     void serviceProblem(const QString &message);
 
 private:
-    void startBatch(const QString &destinationFolder, ClashPolicy clashes);
+    void reportAllCancelled();
 
     MovieListModel *m_list;
     Progress *m_progress;
@@ -121,7 +142,6 @@ private:
     std::optional<bool> m_runDeletesSources;
     QStringList m_importedPaths;
     bool m_waitingForStore = false;
+    bool m_undoing = false;
     quint64 m_storeWait = 0;
-    QString m_waitDestination;
-    ClashPolicy m_waitClashes = ClashPolicy::Fail;
 };

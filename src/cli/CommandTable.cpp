@@ -68,6 +68,17 @@ Option destination()
             true};
 }
 
+Option dryRun()
+{
+    return {{text("--dry-run")},
+            QString(),
+            text("Print the plan and touch nothing: for each movie the action, the final path, the converter's "
+                 "arguments, the streams kept and left out, the tags and what happens to the source. Nothing is "
+                 "written to the destination, the sources or the subtitles folder (with preset 4 the subtitles are "
+                 "downloaded into the cache only, so the Save that follows spends no download). What create then "
+                 "does is this plan.")};
+}
+
 Option deleteSources()
 {
     return {{text("--delete-sources")},
@@ -167,15 +178,29 @@ QList<Command> makeCommands()
                       "preset 4, its subtitle. Standard error shows one line per movie. ")
                      + convertedSourceFate()
                      + text(" Exit status 1 when a file was skipped or a movie was not created."),
-                 {destination(), preset(), profile(), language(), stagger(), deleteSources(), refresh(), json()},
-                 text("an object with \"items\" (the movie list, as import prints it) and \"results\": one object per "
-                      "item with source, action (tag, move or convert), outputPath, outcome (created or failed), "
-                      "movieTitle, sourceFate (where the source went), verdict (what the check of the written movie "
-                      "found: \"plays on Apple TV\", or what will not and why), notes (streams the conversion left "
-                      "out), and reason when it failed."),
+                 {destination(), preset(), profile(), language(), stagger(), dryRun(), deleteSources(), refresh(), json()},
+                 text("an object with \"items\" (the movie list, as import prints it), \"plan\" (what --dry-run "
+                      "prints: destination, summary and per item serialNumber, source, movieTitle, action, status "
+                      "(ready, renamed, skipped or fails, with a reason), finalPath, sourceFate (taggedInPlace, moved, "
+                      "trash, deleted or kept), tags, and for a conversion temporaryPath, arguments, streams and notes) "
+                      "and \"results\": one object per item with source, action (tag, move or convert), outputPath, "
+                      "outcome (created or failed), movieTitle, sourceFate (where the source went), verdict (what the "
+                      "check of the written movie found: \"plays on Apple TV\", or what will not and why), notes "
+                      "(streams the conversion left out), and reason when it failed. With --dry-run, the plan alone."),
                  true, text("kinovela-cli create --dest ~/Movies --preset 3 Alien.1979.mp4 Heat.1995.avi"),
                  text("Converts both files into ~/Movies as \"Alien.mp4\" and \"Heat.mp4\". With --preset 1, "
                       "Alien.1979.mp4 would be tagged where it lies instead.")});
+    list.append({text("undo"), QString(), Completion::None,
+                 text("undo the last Save"),
+                 text("Takes the last Save back, from the journal every Save keeps: the sources it moved to the Trash "
+                      "come back to their places, movies it moved are moved back, tags it wrote into movies in place "
+                      "are put back byte for byte, and the files it created are removed, unless one was changed since "
+                      "the Save (it is kept and named). Nothing is ever replaced. Prints what was undone and what was "
+                      "left. Exit status 1 when there is nothing to undo or something had to be left as it is."),
+                 {json()},
+                 text("an object: complete, summary, saveStarted, destination and movies, one object per movie with "
+                      "source, movieTitle, undone (what was taken back) and left (what was kept, and why)."),
+                 false, text("kinovela-cli undo"), text("Undoes the last Save.")});
     list.append(rememberingCommands());
     list.append({text("doctor"), QString(), Completion::None,
                  text("check the programs, services and folders Kinovela needs"),
@@ -326,6 +351,9 @@ QList<Entry> files()
         {text("$XDG_DATA_HOME/Kinovela/Kinovela/corrections.json"),
          text("the movies and subtitles chosen for files, by movie hash (see choose and forget; XDG_DATA_HOME defaults "
               "to ~/.local/share).")},
+        {text("$XDG_DATA_HOME/Kinovela/Kinovela/saves"),
+         text("the journals of the last ten Saves, each with the headers of the movies it tagged in place (see "
+              "undo).")},
         {text("$XDG_CACHE_HOME/Kinovela"),
          text("answers of TMDb, the store and OpenSubtitles, kept for 7 days so that importing the same files again "
               "asks nothing (XDG_CACHE_HOME defaults to ~/.cache; --refresh asks again).")},

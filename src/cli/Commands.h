@@ -19,6 +19,7 @@ int import(const QStringList &arguments);
 int create(const QStringList &arguments);
 int choose(const QStringList &arguments);
 int forget(const QStringList &arguments);
+int undo(const QStringList &arguments);
 int doctor(const QStringList &arguments);
 
 /** Prints "kinovela-cli: <message>" and a hint to standard error; returns UsageError. */

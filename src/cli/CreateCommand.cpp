@@ -5,7 +5,10 @@
 #include "cli/CliSupport.h"
 #include "cli/Commands.h"
 #include "cli/ImportRun.h"
+#include "cli/MatchReport.h"
 #include "creation/CreationBatch.h"
+#include "creation/SavePlan.h"
+#include "subtitles/SubtitlesFolder.h"
 
 #include <QDir>
 #include <QEventLoop>
@@ -63,15 +66,66 @@ void reportResults(const QList<CreationResult> &results)
         Diagnostics::write(QStringLiteral("Movies Created Sucessfully!"));
 }
 
-void printJson(const QList<MovieItem> &items, const QList<CreationResult> &results)
+void printJson(const SavePlan &plan, const QList<CreationResult> &results)
 {
     QJsonArray resultArray;
     for (const CreationResult &result : results)
         resultArray.append(resultJson(result));
-    CliSupport::printJson(QJsonObject{{QStringLiteral("items"), CliSupport::toJsonArray(items)}, {QStringLiteral("results"), resultArray}});
+    CliSupport::printJson(QJsonObject{{QStringLiteral("items"), CliSupport::toJsonArray(plan.items)},
+                                      {QStringLiteral("plan"), plan.toJson()},
+                                      {QStringLiteral("results"), resultArray}});
 }
 
-QList<CreationResult> saveAndWait(AppCore &core, const QString &destination)
+/** The plan as a person reads it: the summary, then each movie with what happens to it. */
+void printPlan(const SavePlan &plan)
+{
+    CliSupport::TextOut out;
+    out << plan.summary() << "\n";
+    for (qsizetype i = 0; i < plan.entries.size(); ++i) {
+        const PlannedItem &planned = plan.entries.at(i);
+        const QString source = CliSupport::displayPath(planned.source);
+        out << "\n";
+        if (!planned.runs()) {
+            out << (planned.skipped ? "skip      " : "fails     ") << source << ": " << planned.problemText << "\n";
+            continue;
+        }
+        const QString indent(10, QLatin1Char(' '));
+        out << ConverterArguments::actionName(planned.action).leftJustified(10) << source;
+        if (planned.finalPath != planned.source)
+            out << " -> " << CliSupport::displayPath(planned.finalPath);
+        out << "\n" << indent << "the source: " << SavePlanText::fateText(planned.sourceFate) << "\n";
+        if (planned.renamed())
+            out << indent << "renamed: " << planned.problemText << "\n";
+        for (const PlannedStream &stream : planned.conversion.streams)
+            out << indent << SavePlanText::streamText(stream) << "\n";
+        for (const QString &note : planned.conversion.notes)
+            out << indent << "note: " << note << "\n";
+        QStringList tags;
+        for (const PlannedTag &tag : planned.tags)
+            tags.append(SavePlanText::tagText(tag, 40));
+        out << indent << "tags: " << tags.join(QStringLiteral("; ")) << "\n";
+        if (const QString match = MatchReport::line(plan.items.at(i)); !match.isEmpty())
+            out << indent << match << "\n";
+    }
+}
+
+/** Plans the Save of the imported list (waiting for the store genres) and returns the plan. */
+SavePlan planAndWait(AppCore &core, const QString &destination, bool dryRun)
+{
+    if (dryRun)
+        return core.planSave(destination, ClashPolicy::Fail, false, false);
+    std::optional<SavePlan> plan;
+    QEventLoop loop;
+    core.prepareSave(destination, [&](const SavePlan &planned) {
+        plan = planned;
+        loop.quit();
+    });
+    if (!plan)
+        loop.exec();
+    return *plan;
+}
+
+QList<CreationResult> saveAndWait(AppCore &core, const SavePlan &plan)
 {
     QList<CreationResult> results;
     QEventLoop loop;
@@ -79,7 +133,7 @@ QList<CreationResult> saveAndWait(AppCore &core, const QString &destination)
         results = r;
         loop.quit();
     });
-    core.save(destination);
+    core.save(plan);
     loop.exec();
     return results;
 }
@@ -110,15 +164,25 @@ int create(const QStringList &arguments)
         ConversionProfiles::setRunProfile(*profile);
     }
 
+    const bool dryRun = parsed.has(QStringLiteral("--dry-run"));
+    // A dry run touches no file: not the sources, not the destination, not the subtitles folder.
+    SubtitlesFolder::setLookOnly(dryRun);
     AppCore core;
     if (parsed.has(QStringLiteral("--delete-sources")))
         core.setRunDeletesSources(true);
     const QStringList rejected = ImportRun::run(core, parsed.positional, stagger);
-    const QList<MovieItem> items = core.list()->items();
-    const QList<CreationResult> results = saveAndWait(core, QDir::cleanPath(destination));
+    const SavePlan plan = planAndWait(core, QDir::cleanPath(destination), dryRun);
+    if (dryRun) {
+        if (parsed.has(QStringLiteral("--json")))
+            CliSupport::printJson(plan.toJson());
+        else
+            printPlan(plan);
+        return rejected.isEmpty() && plan.countNotSaved() == 0 ? Success : SomeFailed;
+    }
+    const QList<CreationResult> results = saveAndWait(core, plan);
     reportResults(results);
     if (parsed.has(QStringLiteral("--json")))
-        printJson(items, results);
+        printJson(plan, results);
     return rejected.isEmpty() && CreationBatch::allSucceeded(results) ? Success : SomeFailed;
 }
 

@@ -72,7 +72,7 @@ int run(const QString &command, const QStringList &arguments)
     const std::pair<const char *, Handler> handlers[] = {
         {"probe", Commands::probe},   {"hash", Commands::hash},     {"identify", Commands::identify},
         {"search", Commands::search}, {"import", Commands::import}, {"create", Commands::create},
-        {"choose", Commands::choose}, {"forget", Commands::forget},
+        {"choose", Commands::choose}, {"forget", Commands::forget}, {"undo", Commands::undo},
         {"doctor", Commands::doctor}, {"help", help},
     };
     for (const auto &[name, handler] : handlers) {

@@ -3,7 +3,6 @@
 #include "creation/FileNames.h"
 
 #include <QFileInfo>
-#include <QUuid>
 
 namespace ConverterArguments {
 
@@ -30,8 +29,12 @@ QVariantMap firstTrackOfType(const MovieItem &item, const QString &type)
 
 CreationAction creationActionForItem(const MovieItem &item, Preset preset)
 {
+    return creationActionForItem(item, preset, QFileInfo(item.value(ItemKey::filePath).toString()).isFile());
+}
+
+CreationAction creationActionForItem(const MovieItem &item, Preset preset, bool sourceExists)
+{
     const QString path = item.value(ItemKey::filePath).toString();
-    const bool sourceExists = QFileInfo(path).isFile();
     const bool found = item.value(ItemKey::movieFoundStatus).toBool();
     const bool mp4 = extensionOf(path) == QLatin1String("mp4");
     if (sourceExists && found && mp4 && preset == Preset::TagInPlace)
@@ -47,12 +50,11 @@ QString finalMoviePath(const MovieItem &item, const QString &destinationFolder)
         + FileNames::movieFileName(item, FileNames::rulesFor(destinationFolder));
 }
 
-QString temporaryMoviePath(const QString &finalPath)
+QString temporaryMoviePath(const QString &finalPath, const QString &token)
 {
     // Named after the movie, so that a file left by a crash says what it is.
     const QFileInfo final(finalPath);
-    const QString suffix = QStringLiteral(" (unfinished %1).mp4")
-                               .arg(QUuid::createUuid().toString(QUuid::WithoutBraces).left(8).toUpper());
+    const QString suffix = QStringLiteral(" (unfinished %1).mp4").arg(token);
     const QString base = FileNames::cutToBytes(final.completeBaseName(), FileNames::MaxNameBytes - suffix.toUtf8().size());
     return final.path() + QLatin1Char('/') + base + suffix;
 }

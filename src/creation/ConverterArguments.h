@@ -14,10 +14,12 @@ namespace ConverterArguments {
 
 /** Tag in place or tag and move an identified MP4 (presets 1 and 2); convert everything else. */
 CreationAction creationActionForItem(const MovieItem &item, Preset preset);
+/** The same, with what is known of the source file (a missing source is "converted", which fails and keeps nothing). */
+CreationAction creationActionForItem(const MovieItem &item, Preset preset, bool sourceExists);
 /** destination + "/" + the movie's safe file name (see FileNames::movieFileName). */
 QString finalMoviePath(const MovieItem &item, const QString &destinationFolder);
-/** Beside @p finalPath: "<title> (unfinished XXXXXXXX).mp4", fitting the name limit. */
-QString temporaryMoviePath(const QString &finalPath);
+/** Beside @p finalPath: "<title> (unfinished @p token).mp4", fitting the name limit. */
+QString temporaryMoviePath(const QString &finalPath, const QString &token);
 /** The converter's arguments (without the program): inputs, stream mapping, subtitle, output. */
 QStringList converterArgumentsForItem(const MovieItem &item, const QString &temporaryPath, const QString &subtitleLanguage);
 

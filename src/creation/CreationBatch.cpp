@@ -6,8 +6,6 @@
 #include "creation/ConverterArguments.h"
 #include "creation/ConverterRunner.h"
 #include "creation/StreamPlan.h"
-#include "creation/FileMove.h"
-#include "creation/Mp4TagSpace.h"
 #include "creation/WriteBehind.h"
 
 #include <QDir>
@@ -61,17 +59,24 @@ bool CreationBatch::allSucceeded(const QList<CreationResult> &results)
 void CreationBatch::creationTaskWithDestinationFolder(const QString &destinationFolder, const QList<MovieItem> &items,
                                                       Preset preset, const SaveOptions &options)
 {
+    SaveSettings settings;
+    settings.destination = QDir::cleanPath(destinationFolder);
+    settings.preset = preset;
+    settings.options = options;
+    settings.subtitleLanguage = SearchLanguage::current().alpha3bOrEnglish();
+    run(SavePlan::check(items, settings));
+}
+
+void CreationBatch::run(const SavePlan &plan)
+{
     if (m_running)
         return;
     m_running = true;
     m_cancelled = false;
-    m_destination = destinationFolder;
-    while (m_destination.size() > 1 && m_destination.endsWith(QLatin1Char('/')))
-        m_destination.chop(1);
-    m_items = items;
-    m_option = preset;
-    m_options = options;
-    m_plan = SavePlan::check(m_items, m_destination, preset, options.clashes);
+    m_plan = plan;
+    m_journal = SaveJournal::start(plan);
+    if (!m_journal.enabled())
+        Diagnostics::warn(QStringLiteral("There is no data folder (XDG_DATA_HOME or HOME): this Save cannot be undone."));
     m_index = 0;
     m_results.clear();
 
@@ -89,40 +94,55 @@ void CreationBatch::cancel()
     m_runner->cancel();
 }
 
+namespace {
+
+ErrorKind kindOf(SaveProblem problem)
+{
+    switch (problem) {
+    case SaveProblem::NameTaken:
+    case SaveProblem::NameClash: return ErrorKind::Exists;
+    case SaveProblem::SourceMissing: return ErrorKind::Missing;
+    case SaveProblem::Incomplete: return ErrorKind::Invalid;
+    case SaveProblem::NoRoom: return ErrorKind::NoSpace;
+    default: return ErrorKind::Failed;
+    }
+}
+
+} // namespace
+
 void CreationBatch::processNext()
 {
-    if (m_cancelled || m_index >= m_items.size()) {
+    if (m_cancelled || m_index >= m_plan.entries.size()) {
         finishBatch();
         return;
     }
-    const MovieItem item = m_items.at(m_index);
-    const PlannedItem planned = m_plan.at(m_index);
+    const PlannedItem &planned = m_plan.entries.at(m_index);
     CreationResult result;
-    result.source = item.value(ItemKey::filePath).toString();
-    result.movieTitle = item.value(ItemKey::movieTitle).toString();
+    result.source = planned.source;
+    result.movieTitle = planned.movieTitle;
     result.action = ConverterArguments::actionName(planned.action);
     result.sourceFate = QStringLiteral("kept where it was");
     Diagnostics::write(QStringLiteral("Creating movie from ") + result.source);
 
-    const QString missing = ConverterArguments::missingKey(item);
-    if (!missing.isEmpty())
-        result.status = failure(ErrorKind::Invalid, QStringLiteral("the item has no \"%1\"").arg(missing));
-    else if (planned.skipped)
+    if (planned.skipped)
         result.status = failure(ErrorKind::Cancelled, QStringLiteral("skipped: ") + planned.problemText);
-    else if (planned.problem != SaveProblem::None && !(planned.clashes() && m_options.clashes == ClashPolicy::Rename))
-        result.status = failure(planned.clashes() ? ErrorKind::Exists : ErrorKind::Failed, planned.problemText);
+    else if (!planned.runs())
+        result.status = failure(kindOf(planned.problem), planned.problemText);
     if (!result.status) {
         finishItem(result);
         return;
     }
     const QString shownTitle = result.movieTitle.isEmpty() ? QFileInfo(planned.finalPath).completeBaseName() : result.movieTitle;
     m_progress->setTitle(QStringLiteral("Creating Movie : ") + shownTitle);
+    m_place = {};
+    if (m_journal.enabled())
+        m_place = {&m_journal, m_journal.addEntry(planned), -1};
     if (planned.action == CreationAction::Convert) {
         result.outputPath = planned.finalPath;
-        convert(item, result);
+        convert(planned, m_plan.items.at(m_index).value(ItemKey::duration).toDouble(), result);
         return;
     }
-    runFileWork([item, planned, result] { return ItemWork::tagAndMove(item, planned, result); });
+    runFileWork([planned, result, place = m_place] { return ItemWork::tagAndMove(planned, result, place); });
 }
 
 void CreationBatch::runFileWork(std::function<CreationResult()> work)
@@ -130,51 +150,60 @@ void CreationBatch::runFileWork(std::function<CreationResult()> work)
     m_fileWork.setFuture(QtConcurrent::run(std::move(work)));
 }
 
-void CreationBatch::convert(const MovieItem &item, CreationResult result)
+void CreationBatch::convert(const PlannedItem &planned, double duration, CreationResult result)
 {
     if (!QFileInfo(result.source).isFile()) {
         result.status = failure(ErrorKind::Missing, QStringLiteral("the source file is missing"));
         finishItem(result);
         return;
     }
-    if (!QFileInfo(m_destination).isDir()) {
-        result.status = failure(ErrorKind::Missing, QStringLiteral("the destination folder does not exist: ") + m_destination);
+    const QString folder = QFileInfo(planned.finalPath).path();
+    if (!QFileInfo(folder).isDir()) {
+        result.status = failure(ErrorKind::Missing, QStringLiteral("the destination folder does not exist: ") + folder);
         finishItem(result);
         return;
     }
-    const QString temporaryPath = ConverterArguments::temporaryMoviePath(result.outputPath);
-    const double duration = item.value(ItemKey::duration).toDouble();
-    Diagnostics::write(describe(item.value(ItemKey::tracksInfo)));
-    const ConversionPlan plan = StreamPlan::forItem(item, m_options.profile, temporaryPath,
-                                                    SearchLanguage::current().alpha3bOrEnglish());
-    const QStringList &arguments = plan.arguments;
+    // The converter's output is written down first: an undo after a crash removes what it left.
+    JournalStep unfinished;
+    unfinished.kind = JournalStep::Kind::Unfinished;
+    unfinished.path = planned.temporaryPath;
+    const Outcome<int> recorded = ItemWork::recordBefore(m_place, unfinished);
+    if (!recorded) {
+        result.status = failure(recorded.errorKind(), QStringLiteral("nothing was done, because the Save's journal could not be "
+                                                                     "written: ") + recorded.errorText());
+        finishItem(result);
+        return;
+    }
+    m_place.unfinishedStep = *recorded;
+    Diagnostics::write(describe(m_plan.items.at(m_index).value(ItemKey::tracksInfo)));
+    const QStringList &arguments = planned.conversion.arguments;
     Diagnostics::write(QLatin1Char('[') + arguments.join(QStringLiteral(", ")) + QLatin1Char(']'));
 
     auto connection = std::make_shared<QMetaObject::Connection>();
     *connection = connect(m_runner, &ConverterRunner::finished, this,
-                          [this, connection, item, result, temporaryPath, plan](const Status &status) {
+                          [this, connection, planned, duration, result](const Status &status) {
                               disconnect(*connection);
                               m_writeBehind->stop();
-                              converted(item, result, temporaryPath, plan, status);
+                              converted(planned, duration, result, status);
                           });
-    m_writeBehind->start(temporaryPath);
-    m_runner->terminalProcessWithTerminalArgs(arguments, duration, m_index, int(m_items.size()));
+    m_writeBehind->start(planned.temporaryPath);
+    m_runner->terminalProcessWithTerminalArgs(arguments, duration, m_index, int(m_plan.entries.size()));
 }
 
-void CreationBatch::converted(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                              const ConversionPlan &plan, const Status &status)
+void CreationBatch::converted(const PlannedItem &planned, double duration, CreationResult result, const Status &status)
 {
     if (!status) {
-        QFile::remove(temporaryPath);
+        QFile::remove(planned.temporaryPath);
+        ItemWork::recordAfter(m_place, m_place.unfinishedStep, true);
         result.status = status;
         Diagnostics::write(QStringLiteral("Not created (the source is kept): ") + result.source + QStringLiteral(" -> ")
                            + status.errorText());
         finishItem(result);
         return;
     }
-    const bool deleteSource = m_options.deleteSources;
-    runFileWork([item, result, temporaryPath, plan, deleteSource] {
-        return ItemWork::finishConversion(item, result, temporaryPath, plan, deleteSource);
+    const bool deleteSource = planned.sourceFate == SourceFate::Deleted;
+    runFileWork([planned, duration, result, deleteSource, place = m_place] {
+        return ItemWork::finishConversion(planned, duration, result, deleteSource, place);
     });
 }
 
@@ -188,15 +217,17 @@ void CreationBatch::finishItem(const CreationResult &result)
 void CreationBatch::finishBatch()
 {
     if (m_cancelled) {
-        for (qsizetype i = m_results.size(); i < m_items.size(); ++i) {
+        for (qsizetype i = m_results.size(); i < m_plan.entries.size(); ++i) {
             CreationResult skipped;
-            skipped.source = m_items.at(i).value(ItemKey::filePath).toString();
-            skipped.movieTitle = m_items.at(i).value(ItemKey::movieTitle).toString();
+            skipped.source = m_plan.entries.at(i).source;
+            skipped.movieTitle = m_plan.entries.at(i).movieTitle;
             skipped.status = failure(ErrorKind::Cancelled, QStringLiteral("cancelled"));
             skipped.sourceFate = QStringLiteral("kept where it was");
             m_results.append(skipped);
         }
     }
+    if (const Status finished = m_journal.finish(SaveJournal::State::Finished); !finished)
+        Diagnostics::write(finished.errorText());
     m_running = false;
     m_progress->end();
     Q_EMIT finished(m_results);

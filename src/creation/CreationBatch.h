@@ -4,6 +4,7 @@
 #include "base/Outcome.h"
 #include "base/Preset.h"
 #include "creation/ItemWork.h"
+#include "creation/SaveJournal.h"
 #include "creation/SavePlan.h"
 #include "creation/StreamPlan.h"
 
@@ -21,9 +22,11 @@ class Progress;
  * destination folder, one item after another (tag in place, tag and move,
  * or convert), reporting through the shared Progress object.
  *
- * Nothing is lost: before any work every final path is checked
- * (SavePlan::check) and items whose name clashes are renamed, skipped or
- * failed as the options say; a conversion counts only when the converter
+ * It does exactly what its SavePlan says: the plan has checked every final
+ * path and decided each item's action, arguments and tags before any work.
+ * Every change to a file is written to the Save's journal before it is
+ * made (SaveJournal), so that the Save can be undone.
+ * Nothing is lost: a conversion counts only when the converter
  * ended cleanly and left a movie with every mapped track and the source's
  * duration; a failed item keeps its source untouched and leaves no
  * temporary file; a source goes (to the Trash, unless the options say
@@ -38,7 +41,9 @@ public:
     explicit CreationBatch(Progress *progress, QObject *parent = nullptr);
     ~CreationBatch() override;
 
-    /** Starts the batch and returns at once; finished() follows, also for an empty list. */
+    /** Carries out @p plan and returns at once; finished() follows, also for an empty plan. */
+    void run(const SavePlan &plan);
+    /** Plans the Save of @p items into @p destinationFolder (SavePlan::check) and runs it. */
     void creationTaskWithDestinationFolder(const QString &destinationFolder, const QList<MovieItem> &items,
                                            Preset preset, const SaveOptions &options = {});
     void cancel();
@@ -54,21 +59,18 @@ private:
     void processNext();
     void finishItem(const CreationResult &result);
     void runFileWork(std::function<CreationResult()> work);
-    void convert(const MovieItem &item, CreationResult result);
-    void converted(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                   const ConversionPlan &plan, const Status &status);
+    void convert(const PlannedItem &planned, double duration, CreationResult result);
+    void converted(const PlannedItem &planned, double duration, CreationResult result, const Status &status);
     void finishBatch();
 
     Progress *m_progress;
     ConverterRunner *m_runner;
     WriteBehind *m_writeBehind;
     QFutureWatcher<CreationResult> m_fileWork;
-    QList<MovieItem> m_items;
-    QList<PlannedItem> m_plan;
+    SavePlan m_plan;
+    SaveJournal m_journal;
+    ItemWork::JournalPlace m_place;
     QList<CreationResult> m_results;
-    QString m_destination;
-    Preset m_option = Presets::Default;
-    SaveOptions m_options;
     int m_index = 0;
     bool m_running = false;
     bool m_cancelled = false;

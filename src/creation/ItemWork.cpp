@@ -4,14 +4,14 @@
 #include "creation/FileMove.h"
 #include "creation/TrackFlags.h"
 #include "creation/FileNames.h"
+#include "creation/HeaderSnapshot.h"
 #include "creation/Mp4TagSpace.h"
 #include "creation/OutputCheck.h"
 #include "creation/TagWriter.h"
+#include "creation/Trash.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QStandardPaths>
-#include <QDir>
 
 #include <cmath>
 
@@ -51,12 +51,65 @@ void setSubtitleFlags(const QString &path, const ConversionPlan &plan, QStringLi
         notes.append(QStringLiteral("the subtitles' forced and enabled flags are as the converter left them: ") + set.errorText());
 }
 
+QJsonObject fingerprintOf(const QString &path)
+{
+    const Outcome<HeaderSnapshot::Fingerprint> print = HeaderSnapshot::fingerprint(path);
+    return print ? print->toJson() : QJsonObject();
+}
+
+Error notRecorded(const Error &why)
+{
+    return failure(why.kind, QStringLiteral("nothing was changed, because the change could not be written down for Undo Last "
+                                            "Save: ") + why.text);
+}
+
+/** Keeps the header of the movie about to be tagged in place, and records the tagging. */
+Outcome<int> recordTagging(const JournalPlace &place, const QString &path)
+{
+    if (!place.journal)
+        return -1;
+    const Outcome<QByteArray> snapshot = HeaderSnapshot::take(path);
+    if (!snapshot)
+        return snapshot.error();
+    const Outcome<QString> kept = place.journal->keep(QStringLiteral("%1.header").arg(place.entry), *snapshot);
+    if (!kept)
+        return kept.error();
+    JournalStep step;
+    step.kind = JournalStep::Kind::Tagged;
+    step.path = path;
+    step.snapshot = *kept;
+    return recordBefore(place, step);
+}
+
 } // namespace
 
-CreationResult tagAndMove(const MovieItem &item, const PlannedItem &planned, CreationResult result)
+Outcome<int> recordBefore(const JournalPlace &place, const JournalStep &step)
 {
-    result.status = TagWriter::writeTagsWithFileAtPath(result.source, item);
+    if (!place.journal)
+        return -1;
+    return place.journal->record(place.entry, step);
+}
+
+void recordAfter(const JournalPlace &place, int step, bool made, const std::function<void(JournalStep &)> &update)
+{
+    if (!place.journal || step < 0)
+        return;
+    // The change is made either way; a journal left saying "pending" is still undone right.
+    const Status written = made ? place.journal->markDone(place.entry, step, update) : place.journal->drop(place.entry, step);
+    if (!written)
+        Diagnostics::write(written.errorText());
+}
+
+CreationResult tagAndMove(const PlannedItem &planned, CreationResult result, const JournalPlace &place)
+{
     result.sourceFate = QStringLiteral("kept where it was");
+    const Outcome<int> tagging = recordTagging(place, result.source);
+    if (!tagging) {
+        result.status = notRecorded(tagging.error());
+        return result;
+    }
+    result.status = TagWriter::writeTags(result.source, planned.tags);
+    recordAfter(place, *tagging, true, [&result](JournalStep &step) { step.after = fingerprintOf(result.source); });
     if (!result.status || planned.action == CreationAction::TagInPlace || planned.finalPath == result.source) {
         if (result.status) {
             result.outputPath = result.source;
@@ -65,7 +118,21 @@ CreationResult tagAndMove(const MovieItem &item, const PlannedItem &planned, Cre
         }
         return result;
     }
-    if (const Status moved = FileMove::moveFile(result.source, planned.finalPath); !moved) {
+    JournalStep move;
+    move.kind = JournalStep::Kind::Moved;
+    move.path = result.source;
+    move.to = planned.finalPath;
+    move.after = fingerprintOf(result.source);
+    const Outcome<int> moving = recordBefore(place, move);
+    if (!moving) {
+        result.outputPath = result.source;
+        result.status = failure(moving.errorKind(), QStringLiteral("tagged where it lies; not moved, because the move could not be "
+                                                                   "written down for Undo Last Save: ") + moving.errorText());
+        return result;
+    }
+    const Status moved = FileMove::moveFile(result.source, planned.finalPath);
+    recordAfter(place, *moving, moved.ok(), [&planned](JournalStep &step) { step.after = fingerprintOf(planned.finalPath); });
+    if (!moved) {
         Diagnostics::write(QStringLiteral("Something went wrong while renaming: ") + moved.errorText());
         result.outputPath = result.source;
         result.status = failure(moved.errorKind(), QStringLiteral("tagged where it lies; could not move it: ") + moved.errorText());
@@ -104,52 +171,43 @@ Status checkOutput(const QString &path, const QStringList &arguments, double sou
     return {};
 }
 
-/** Creates the home Trash when it is missing, as the freedesktop.org Trash rules allow. */
-void prepareHomeTrash()
+QString disposeOf(const QString &path, bool deleteOutright, const JournalPlace &place)
 {
-    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    if (!data.isEmpty()) {
-        QDir().mkpath(data + QStringLiteral("/Trash/files"));
-        QDir().mkpath(data + QStringLiteral("/Trash/info"));
-    }
-}
-
-QString disposeOf(const QString &path, bool deleteOutright)
-{
-    const QString folder = QFileInfo(path).absolutePath();
+    JournalStep step;
+    step.kind = deleteOutright ? JournalStep::Kind::Deleted : JournalStep::Kind::Trashed;
+    step.path = path;
+    const Outcome<int> recorded = recordBefore(place, step);
+    if (!recorded)
+        return QStringLiteral("kept (it could not be written down for Undo Last Save: %1)").arg(recorded.errorText());
     if (deleteOutright) {
         QFile source(path);
-        if (!source.remove())
+        const bool removed = source.remove();
+        recordAfter(place, *recorded, removed);
+        if (!removed)
             return QStringLiteral("kept (it could not be deleted: %1)").arg(source.errorString());
-        (void)FileMove::syncFolder(folder);
+        (void)FileMove::syncFolder(QFileInfo(path).absolutePath());
         return QStringLiteral("deleted");
     }
-    const QString noTrash = QStringLiteral("kept (there is no Trash for it on its disk)");
-    prepareHomeTrash();
-    QString inTrash;
-    if (!QFile::moveToTrash(path, &inTrash))
-        return noTrash;
-    if (QDir::isRelativePath(inTrash)) {
-        // Qt found no Trash folder and used the working folder's "files" instead: put the movie back.
-        const QString name = QFileInfo(inTrash).fileName();
-        QFile::rename(QFileInfo(inTrash).absoluteFilePath(), path);
-        QFile::remove(QFileInfo(QStringLiteral("info/") + name + QStringLiteral(".trashinfo")).absoluteFilePath());
-        return noTrash;
-    }
-    (void)FileMove::syncFolder(folder);
-    return QStringLiteral("moved to the Trash: ") + inTrash;
+    // The Trash flushes the source's folder and its own.
+    const Outcome<QString> inTrash = Trash::moveToTrash(path);
+    recordAfter(place, *recorded, inTrash.ok(), [&inTrash](JournalStep &trashed) { trashed.to = *inTrash; });
+    if (!inTrash)
+        return QStringLiteral("kept (%1)").arg(inTrash.errorText());
+    return QStringLiteral("moved to the Trash: ") + *inTrash;
 }
 
-CreationResult finishConversion(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                                const ConversionPlan &plan, bool deleteSource)
+CreationResult finishConversion(const PlannedItem &planned, double sourceSeconds, CreationResult result, bool deleteSource,
+                                const JournalPlace &place)
 {
+    const QString &temporaryPath = planned.temporaryPath;
+    const ConversionPlan &plan = planned.conversion;
     result.sourceFate = QStringLiteral("kept where it was");
     result.notes = plan.notes;
     setSubtitleFlags(temporaryPath, plan, result.notes);
     // A scratch file: it is thrown away on any failure, so it is flushed once, whole, before the source goes.
-    result.status = TagWriter::writeTagsWithFileAtPath(temporaryPath, item, Mp4TagSpace::Durability::Scratch);
+    result.status = TagWriter::writeTags(temporaryPath, planned.tags, Mp4TagSpace::Durability::Scratch);
     if (result.status)
-        result.status = checkOutput(temporaryPath, plan.arguments, item.value(ItemKey::duration).toDouble());
+        result.status = checkOutput(temporaryPath, plan.arguments, sourceSeconds);
     if (result.status) {
         const OutputCheck::Verdict verdict = OutputCheck::check(temporaryPath, &plan);
         result.status = verdict.status;
@@ -157,14 +215,26 @@ CreationResult finishConversion(const MovieItem &item, CreationResult result, co
     }
     if (result.status && !FileMove::syncFile(temporaryPath))
         result.status = failure(ErrorKind::Io, QStringLiteral("the converted movie could not be flushed to the disk"));
+    JournalStep created;
+    created.kind = JournalStep::Kind::Created;
+    created.path = result.outputPath;
+    created.after = fingerprintOf(temporaryPath);
+    const Outcome<int> naming = result.status ? recordBefore(place, created) : Outcome<int>(-1);
+    if (!naming)
+        result.status = notRecorded(naming.error());
     if (!result.status) {
         QFile::remove(temporaryPath);
+        recordAfter(place, place.unfinishedStep, true);
         result.status = failure(result.status.errorKind(), result.status.errorText() + QStringLiteral(" (the source is kept)"));
         return result;
     }
     const QString wanted = result.outputPath;
-    if (const Status moved = moveToFreeName(temporaryPath, result.outputPath); !moved) {
+    const Status moved = moveToFreeName(temporaryPath, result.outputPath);
+    recordAfter(place, *naming, moved.ok(), [&result](JournalStep &step) { step.path = result.outputPath; });
+    if (!moved)
         QFile::remove(temporaryPath);
+    recordAfter(place, place.unfinishedStep, true);
+    if (!moved) {
         result.outputPath.clear();
         result.status = failure(moved.errorKind(), QStringLiteral("the converted movie could not be named (the source is kept): ")
                                                        + moved.errorText());
@@ -176,7 +246,7 @@ CreationResult finishConversion(const MovieItem &item, CreationResult result, co
                                                        .arg(QFileInfo(wanted).fileName(), QFileInfo(result.outputPath).fileName()));
         return result;
     }
-    result.sourceFate = disposeOf(result.source, deleteSource);
+    result.sourceFate = disposeOf(result.source, deleteSource, place);
     return result;
 }
 

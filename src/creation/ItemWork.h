@@ -2,6 +2,7 @@
 
 #include "base/MovieItemKeys.h"
 #include "base/Outcome.h"
+#include "creation/SaveJournal.h"
 #include "creation/SavePlan.h"
 #include "creation/StreamPlan.h"
 
@@ -35,17 +36,32 @@ struct CreationResult
  */
 namespace ItemWork {
 
+/**
+ * Where an item's changes are written down for Undo Last Save: the Save's
+ * journal and the item's entry in it (no journal: nothing is written down).
+ * Each change is recorded before it is made; one that cannot be recorded is
+ * not made.
+ */
+struct JournalPlace
+{
+    SaveJournal *journal = nullptr;
+    int entry = -1;
+    /** The converter's unfinished output, recorded before the converter started. */
+    int unfinishedStep = -1;
+};
+
 /** Tags a movie in place, or tags it and moves it to @p planned's final path. */
-CreationResult tagAndMove(const MovieItem &item, const PlannedItem &planned, CreationResult result);
+CreationResult tagAndMove(const PlannedItem &planned, CreationResult result, const JournalPlace &place = {});
 
 /**
  * Finishes a conversion the converter ended cleanly: tags and flushes the
  * temporary file, checks it against the source (the mapped kinds of tracks
- * and the duration) and the plan (OutputCheck), gives it its final name and only then lets the source
- * go (to the Trash, or deleted outright when @p deleteSource).
+ * and its duration, @p sourceSeconds) and the plan (OutputCheck), gives it
+ * its final name and only then lets the source go (to the Trash, or deleted
+ * outright when @p deleteSource).
  */
-CreationResult finishConversion(const MovieItem &item, CreationResult result, const QString &temporaryPath,
-                                const ConversionPlan &plan, bool deleteSource);
+CreationResult finishConversion(const PlannedItem &planned, double sourceSeconds, CreationResult result, bool deleteSource,
+                                const JournalPlace &place = {});
 
 /**
  * Whether the converted file holds every mapped kind of track and lasts
@@ -54,6 +70,11 @@ CreationResult finishConversion(const MovieItem &item, CreationResult result, co
 Status checkOutput(const QString &path, const QStringList &arguments, double sourceSeconds);
 
 /** Moves @p path to the Trash (or deletes it when @p deleteOutright); says where it went. Keeps it where no Trash is possible. */
-QString disposeOf(const QString &path, bool deleteOutright);
+QString disposeOf(const QString &path, bool deleteOutright, const JournalPlace &place = {});
+
+/** Writes @p step down before a change is made; its index, -1 without a journal. */
+Outcome<int> recordBefore(const JournalPlace &place, const JournalStep &step);
+/** After the change: marks the step done (@p update fills in what is known now) or, when it was not @p made, forgets it. */
+void recordAfter(const JournalPlace &place, int step, bool made, const std::function<void(JournalStep &)> &update = {});
 
 } // namespace ItemWork

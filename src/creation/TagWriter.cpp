@@ -40,12 +40,6 @@ TagLib::String text(const QString &value)
     return TagLib::String(value.toUtf8().constData(), TagLib::String::UTF8);
 }
 
-void setText(TagLib::MP4::Tag *tag, const char *atom, const MovieItem &item, const QString &key)
-{
-    if (item.contains(key))
-        tag->setItem(atom, TagLib::MP4::Item(TagLib::StringList(text(item.value(key).toString()))));
-}
-
 std::optional<qint64> integerOf(const MovieItem &item, const QString &key)
 {
     if (!item.contains(key))
@@ -63,54 +57,48 @@ bool isOwnPicture(const ItemImage &image)
         && QFile::exists(QStringLiteral(":/images/") + image.resourceName() + QStringLiteral(".png"));
 }
 
-void setItems(TagLib::MP4::Tag *tag, const MovieItem &item, const QString &plist)
+void addText(QList<PlannedTag> &tags, const char *atom, const char *name, const MovieItem &item, const QString &key)
 {
-    setText(tag, TitleAtom, item, ItemKey::movieTitle);
-    setText(tag, GenreAtom, item, ItemKey::movieGenre);
-    setText(tag, TaglineAtom, item, ItemKey::movieTagline);
-    setText(tag, PlotAtom, item, ItemKey::movieOverview);
-    setText(tag, ComposerAtom, item, ItemKey::movieComposers);
-    setText(tag, DateAtom, item, ItemKey::movieReleaseDate_YYYYhMMhDD);
-
-    const std::optional<qint64> mediaType = integerOf(item, ItemKey::mediaType);
-    if (mediaType && *mediaType >= 0 && *mediaType <= 255)
-        tag->setItem(MediaKindAtom, TagLib::MP4::Item(static_cast<unsigned char>(*mediaType)));
-    if (item.contains(ItemKey::hdFlag))
-        tag->setItem(HdAtom, TagLib::MP4::Item(item.value(ItemKey::hdFlag).toBool()));
-
-    const QVariant poster = item.value(ItemKey::moviePoster);
-    if (poster.canConvert<ItemImage>()) {
-        const ItemImage image = poster.value<ItemImage>();
-        const QByteArray format = image.format().toLower();
-        // The application's own pictures ("movie not found"...) are shown, never stored as cover art.
-        if (!image.isNull() && !isOwnPicture(image) && (format == "jpeg" || format == "jpg" || format == "png")) {
-            const QByteArray &bytes = image.encoded();
-            TagLib::MP4::CoverArtList covers;
-            covers.append(TagLib::MP4::CoverArt(format == "png" ? TagLib::MP4::CoverArt::PNG : TagLib::MP4::CoverArt::JPEG,
-                                                TagLib::ByteVector(bytes.constData(), uint(bytes.size()))));
-            tag->setItem(CoverAtom, TagLib::MP4::Item(covers));
-        }
-    }
-
-    setText(tag, RatingAtom, item, ItemKey::movieRating_US);
-    setText(tag, ToolAtom, item, ItemKey::encodingTool);
-    if (item.contains(ItemKey::movieLanguage) || item.contains(ItemKey::movieCountry)) {
-        const QString comment = item.value(ItemKey::movieLanguage).toString() + QStringLiteral(", ")
-            + item.value(ItemKey::movieCountry).toString();
-        tag->setItem(CommentAtom, TagLib::MP4::Item(TagLib::StringList(text(comment))));
-    }
-    const std::optional<qint64> contentId = integerOf(item, ItemKey::movieTMDBID);
-    if (contentId && *contentId >= 0 && *contentId <= std::numeric_limits<qint32>::max())
-        tag->setItem(ContentIdAtom, TagLib::MP4::Item(static_cast<unsigned int>(*contentId)));
-    tag->setItem(CastCrewAtom, TagLib::MP4::Item(TagLib::StringList(text(plist))));
+    if (item.contains(key))
+        tags.append({QByteArray(atom), QString::fromLatin1(name), PlannedTag::Type::Text, item.value(key).toString()});
 }
 
-Status writeItems(const QString &path, const MovieItem &item, const QString &plist)
+TagLib::MP4::Item itemOf(const PlannedTag &tag)
+{
+    switch (tag.type) {
+    case PlannedTag::Type::Text:
+        return TagLib::MP4::Item(TagLib::StringList(text(tag.value.toString())));
+    case PlannedTag::Type::Byte:
+        return TagLib::MP4::Item(static_cast<unsigned char>(tag.value.toLongLong()));
+    case PlannedTag::Type::Flag:
+        return TagLib::MP4::Item(tag.value.toBool());
+    case PlannedTag::Type::Number:
+        return TagLib::MP4::Item(static_cast<unsigned int>(tag.value.toLongLong()));
+    case PlannedTag::Type::Jpeg:
+    case PlannedTag::Type::Png: {
+        const QByteArray bytes = tag.value.toByteArray();
+        TagLib::MP4::CoverArtList covers;
+        covers.append(TagLib::MP4::CoverArt(tag.type == PlannedTag::Type::Png ? TagLib::MP4::CoverArt::PNG
+                                                                              : TagLib::MP4::CoverArt::JPEG,
+                                            TagLib::ByteVector(bytes.constData(), uint(bytes.size()))));
+        return TagLib::MP4::Item(covers);
+    }
+    }
+    return {};
+}
+
+void setItems(TagLib::MP4::Tag *tag, const QList<PlannedTag> &tags)
+{
+    for (const PlannedTag &planned : tags)
+        tag->setItem(planned.atom.constData(), itemOf(planned));
+}
+
+Status writeItems(const QString &path, const QList<PlannedTag> &tags)
 {
     TagLib::MP4::File file(QFile::encodeName(path).constData(), false);
     if (!file.isValid() || !file.tag())
         return failure(ErrorKind::Invalid, QStringLiteral("not an MP4 file the tag library can open: ") + path);
-    setItems(file.tag(), item, plist);
+    setItems(file.tag(), tags);
     if (!file.save())
         return failure(ErrorKind::Io, QStringLiteral("the tags could not be written to ") + path);
     return {};
@@ -121,7 +109,7 @@ Status writeItems(const QString &path, const MovieItem &item, const QString &pli
  * holds: render that merge on a copy of the header in memory to learn the
  * final list's size and whether it fits where it is.
  */
-Outcome<Mp4TagSpace::FinalTags> renderFinalTags(const QByteArray &moov, const MovieItem &item, const QString &plist)
+Outcome<Mp4TagSpace::FinalTags> renderFinalTags(const QByteArray &moov, const QList<PlannedTag> &tags)
 {
     static const QByteArray fileType("\0\0\0\x18" "ftyp" "mp42" "\0\0\0\0" "mp42" "isom", 24);
     const QByteArray bytes = fileType + moov;
@@ -129,7 +117,7 @@ Outcome<Mp4TagSpace::FinalTags> renderFinalTags(const QByteArray &moov, const Mo
     TagLib::MP4::File file(&stream, false);
     if (!file.isValid() || !file.tag())
         return failure(ErrorKind::Invalid, QStringLiteral("the tag library cannot read the movie header"));
-    setItems(file.tag(), item, plist);
+    setItems(file.tag(), tags);
     if (!file.save())
         return failure(ErrorKind::Invalid, QStringLiteral("the tag library cannot write the movie header"));
     const TagLib::ByteVector *after = stream.data();
@@ -157,18 +145,65 @@ bool readsBack(const QString &path, const QString &plist)
 
 namespace TagWriter {
 
+QList<PlannedTag> tagsFor(const MovieItem &item)
+{
+    QList<PlannedTag> tags;
+    addText(tags, TitleAtom, "title", item, ItemKey::movieTitle);
+    addText(tags, GenreAtom, "genre", item, ItemKey::movieGenre);
+    addText(tags, TaglineAtom, "tagline", item, ItemKey::movieTagline);
+    addText(tags, PlotAtom, "plot", item, ItemKey::movieOverview);
+    addText(tags, ComposerAtom, "composer", item, ItemKey::movieComposers);
+    addText(tags, DateAtom, "date", item, ItemKey::movieReleaseDate_YYYYhMMhDD);
+
+    const std::optional<qint64> mediaType = integerOf(item, ItemKey::mediaType);
+    if (mediaType && *mediaType >= 0 && *mediaType <= 255)
+        tags.append({MediaKindAtom, QStringLiteral("mediaKind"), PlannedTag::Type::Byte, *mediaType});
+    if (item.contains(ItemKey::hdFlag))
+        tags.append({HdAtom, QStringLiteral("hd"), PlannedTag::Type::Flag, item.value(ItemKey::hdFlag).toBool()});
+
+    const QVariant poster = item.value(ItemKey::moviePoster);
+    if (poster.canConvert<ItemImage>()) {
+        const ItemImage image = poster.value<ItemImage>();
+        const QByteArray format = image.format().toLower();
+        // The application's own pictures ("movie not found"...) are shown, never stored as cover art.
+        if (!image.isNull() && !isOwnPicture(image) && (format == "jpeg" || format == "jpg" || format == "png"))
+            tags.append({CoverAtom, QStringLiteral("cover"), format == "png" ? PlannedTag::Type::Png : PlannedTag::Type::Jpeg,
+                         image.encoded()});
+    }
+
+    addText(tags, RatingAtom, "rating", item, ItemKey::movieRating_US);
+    addText(tags, ToolAtom, "encodingTool", item, ItemKey::encodingTool);
+    if (item.contains(ItemKey::movieLanguage) || item.contains(ItemKey::movieCountry))
+        tags.append({CommentAtom, QStringLiteral("comment"), PlannedTag::Type::Text,
+                     QString(item.value(ItemKey::movieLanguage).toString() + QStringLiteral(", ")
+                             + item.value(ItemKey::movieCountry).toString())});
+    const std::optional<qint64> contentId = integerOf(item, ItemKey::movieTMDBID);
+    if (contentId && *contentId >= 0 && *contentId <= std::numeric_limits<qint32>::max())
+        tags.append({ContentIdAtom, QStringLiteral("contentID"), PlannedTag::Type::Number, *contentId});
+    tags.append({CastCrewAtom, QStringLiteral("castAndCrew"), PlannedTag::Type::Text,
+                 MetadataParsingHelper::getPLISTWithDict(item)});
+    return tags;
+}
+
 Status writeTagsWithFileAtPath(const QString &path, const MovieItem &item, Mp4TagSpace::Durability durability)
 {
-    const QString plist = MetadataParsingHelper::getPLISTWithDict(item);
+    return writeTags(path, tagsFor(item), durability);
+}
+
+Status writeTags(const QString &path, const QList<PlannedTag> &tags, Mp4TagSpace::Durability durability)
+{
+    if (tags.isEmpty() || tags.constLast().atom != CastCrewAtom)
+        return failure(ErrorKind::Invalid, QStringLiteral("the tags to write end without the cast-and-crew list"));
+    const QString plist = tags.constLast().value.toString();
     if (!QFile::exists(path))
         return failure(ErrorKind::Missing, QStringLiteral("no file at ") + path);
     // Growing tags must not shift the movie: make room for the final list at the end of the file first.
-    const auto render = [&item, &plist](const QByteArray &moov) { return renderFinalTags(moov, item, plist); };
+    const auto render = [&tags](const QByteArray &moov) { return renderFinalTags(moov, tags); };
     const auto room = Mp4TagSpace::prepareForFinalTags(path, render, -1, durability);
     if (!room)
         return room.error();
 
-    if (Status written = writeItems(path, item, plist); !written)
+    if (Status written = writeItems(path, tags); !written)
         return written;
     if (!readsBack(path, plist))
         return failure(ErrorKind::Io, QStringLiteral("the tags could not be written whole (is the disk full?): ") + path);

@@ -15,6 +15,8 @@ namespace SubtitlesFolder {
 
 namespace {
 
+bool g_lookOnly = false;
+
 bool isRealFolder(const QString &path)
 {
     struct stat info = {};
@@ -73,7 +75,10 @@ QString prepare()
     const QString folder = ServiceConfig::subtitlesFolder();
     if (folder.isEmpty())
         return {};
-    if (!QFileInfo::exists(folder) && !QFileInfo(folder).isSymLink())
+    const bool missing = !QFileInfo::exists(folder) && !QFileInfo(folder).isSymLink();
+    if (missing && g_lookOnly)
+        return folder;
+    if (missing)
         QDir().mkdir(folder);
     return isRealFolder(folder) ? folder : QString();
 }
@@ -96,6 +101,8 @@ QString freePath(const QString &path)
 
 void recordSaved(const QString &path)
 {
+    if (g_lookOnly)
+        return;
     QStringList names = recordedNames();
     const QString name = QFileInfo(path).fileName();
     if (!names.contains(name)) {
@@ -108,7 +115,7 @@ void removeOwnFiles()
 {
     const QString folder = ServiceConfig::subtitlesFolder();
     const QStringList names = recordedNames();
-    if (folder.isEmpty() || names.isEmpty())
+    if (folder.isEmpty() || names.isEmpty() || g_lookOnly)
         return;
     // A link in the folder's place is never followed: nothing is removed through it.
     if (isRealFolder(folder)) {
@@ -119,6 +126,16 @@ void removeOwnFiles()
         }
     }
     writeRecord({});
+}
+
+void setLookOnly(bool lookOnly)
+{
+    g_lookOnly = lookOnly;
+}
+
+bool lookOnly()
+{
+    return g_lookOnly;
 }
 
 } // namespace SubtitlesFolder

@@ -25,4 +25,12 @@ void removeOwnFiles();
 /** The record's path; empty when neither XDG_DATA_HOME nor HOME is set. */
 QString recordPath();
 
+/**
+ * For a dry run: the folder and the record are only looked at. Nothing is
+ * made, removed or recorded, and a subtitle is not written: it gets the path
+ * it would have, and its file stays in the download cache for the real run.
+ */
+void setLookOnly(bool lookOnly);
+bool lookOnly();
+
 } // namespace SubtitlesFolder

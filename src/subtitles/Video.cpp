@@ -90,6 +90,11 @@ void Video::save(const QByteArray &content, const QString &ext)
     subtitle = Subtitle(path, safeExtension(ext));
     // A file of the user's own with that name is never replaced.
     subtitle->path = SubtitlesFolder::freePath(subtitle->path);
+    if (SubtitlesFolder::lookOnly()) {
+        subStatus = SubtitleStauts::found;
+        downloadedSubtitlePath = subtitle->path;
+        return;
+    }
     QSaveFile file(subtitle->path);
     bool saved = false;
     if (file.open(QIODevice::WriteOnly)) {

@@ -13,6 +13,7 @@
 #include "ui/PosterPanel.h"
 #include "ui/ProgressSheet.h"
 #include "ui/SaveResultDialog.h"
+#include "ui/SaveReviewSheet.h"
 #include "ui/SettingsSheet.h"
 #include "ui/SubtitleSheet.h"
 #include "ui/WindowActions.h"
@@ -46,6 +47,7 @@ AppDelegate::AppDelegate(QWidget *parent)
     , m_subtitles(new SubtitleSheet(this))
     , m_editor(new MetadataEditor(this))
     , m_batchEdit(new BatchEditSheet(this))
+    , m_review(new SaveReviewSheet(this))
 {
     setObjectName(QStringLiteral("window"));
     setWindowTitle(QStringLiteral("Kinovela"));
@@ -100,6 +102,29 @@ AppDelegate::AppDelegate(QWidget *parent)
     });
     m_progress->setQuitKeys(a->quit->shortcut());
     connect(m_progress, &ProgressSheet::quitRequested, this, &QWidget::close);
+    connect(m_review, &SaveReviewSheet::confirmed, this, &AppDelegate::startSave);
+    connect(a->undoSave, &QAction::triggered, this, [this] {
+        const QString lastSave = m_core->lastSaveText();
+        if (lastSave.isEmpty() || m_core->isSaving() || m_core->isUndoing() || m_importing) {
+            m_actions->setLastSave(lastSave);
+            return;
+        }
+        WindowDialogs::askToUndoSave(this, lastSave, [this] {
+            m_core->undoLastSave();
+            updateActions();
+        });
+    });
+    connect(m_core, &AppCore::undoFinished, this, [this](const UndoReport &report) {
+        m_table->sortModel()->clearSaveOutcomes();
+        m_actions->setLastSave(m_core->lastSaveText());
+        updateActions();
+        WindowDialogs::showUndoReport(this, report);
+    });
+    m_actions->setLastSave(m_core->lastSaveText());
+    connect(m_review, &SaveReviewSheet::leaveOutReviewRequested, this, [this] {
+        const SavePlan &shown = m_review->plan();
+        m_review->showPlan(m_core->planSave(shown.settings.destination, shown.settings.options.clashes, true));
+    });
     connectSheets();
     restoreWindow();
     updateActions();
@@ -169,7 +194,7 @@ void AppDelegate::openMoviesBTN_clicked()
 
 void AppDelegate::openFiles(const QList<QUrl> &urls)
 {
-    if (urls.isEmpty() || m_importing || m_core->isSaving())
+    if (urls.isEmpty() || m_importing || m_core->isSaving() || m_core->isUndoing())
         return;
     const QString warning = ImportPipeline::subtitleQuotaWarning(int(urls.size()), m_core->conversionOption());
     if (warning.isEmpty()) {
@@ -220,35 +245,46 @@ void AppDelegate::creationTaskWithDestinationFolder(const QString &destinationFo
 {
     if (m_core->isSaving() || destinationFolder.isEmpty())
         return;
-    // Names that are taken are found before anything is written, and the person decides.
-    QStringList clashes;
-    for (const PlannedItem &planned : m_core->checkSave(destinationFolder)) {
-        if (planned.clashes())
-            clashes.append(planned.problemText);
-    }
-    if (clashes.isEmpty()) {
-        startSave(destinationFolder, ClashPolicy::Fail);
-        return;
-    }
-    WindowDialogs::askAboutClashes(this, clashes, [this, destinationFolder](ClashPolicy policy) {
-        startSave(destinationFolder, policy);
+    m_saveDestination = destinationFolder;
+    m_core->prepareSave(destinationFolder, [this, destinationFolder](const SavePlan &plan) {
+        // Names that are taken are found before anything is written, and the person decides.
+        QStringList clashes;
+        for (const PlannedItem &planned : plan.entries) {
+            if (planned.clashes())
+                clashes.append(planned.problemText);
+        }
+        if (clashes.isEmpty()) {
+            reviewSave(plan);
+            return;
+        }
+        WindowDialogs::askAboutClashes(this, clashes, [this, destinationFolder](ClashPolicy policy) {
+            reviewSave(m_core->planSave(destinationFolder, policy));
+        });
     });
+    updateActions();
 }
 
-void AppDelegate::startSave(const QString &destinationFolder, ClashPolicy clashes)
+void AppDelegate::reviewSave(const SavePlan &plan)
+{
+    updateActions();
+    m_review->showPlan(plan);
+}
+
+void AppDelegate::startSave(const SavePlan &plan)
 {
     if (m_core->isSaving())
         return;
-    m_saveDestination = destinationFolder;
+    m_saveDestination = plan.settings.destination;
     m_saveIndex = 0;
     m_table->sortModel()->clearSaveOutcomes();
-    m_core->save(destinationFolder, clashes);
-    m_progress->setTotal(m_core->list()->count());
+    m_core->save(plan);
+    m_progress->setTotal(int(plan.entries.size()));
     updateActions();
 }
 
 void AppDelegate::saveFinished(const QList<CreationResult> &results)
 {
+    m_actions->setLastSave(m_core->lastSaveText());
     m_table->sortModel()->showSaveResults(results, m_core->list()->items());
     updateActions();
     Q_EMIT creationFinished(results);
@@ -269,13 +305,13 @@ void AppDelegate::selectionChanged()
 
 void AppDelegate::updateActions()
 {
-    m_actions->update(m_importing || m_core->isSaving(), int(m_table->selectionModel()->selectedRows().size()),
+    m_actions->update(m_importing || m_core->isSaving() || m_core->isUndoing(), int(m_table->selectionModel()->selectedRows().size()),
                       m_core->list()->count());
 }
 
 void AppDelegate::dragEnterEvent(QDragEnterEvent *event)
 {
-    if (event->mimeData()->hasUrls() && !m_importing && !m_core->isSaving())
+    if (event->mimeData()->hasUrls() && !m_importing && !m_core->isSaving() && !m_core->isUndoing())
         event->acceptProposedAction();
 }
 
@@ -294,6 +330,11 @@ void AppDelegate::dropEvent(QDropEvent *event)
 
 void AppDelegate::closeEvent(QCloseEvent *event)
 {
+    // An undo puts files back in a few seconds and is not cut off: the window waits for it.
+    if (m_core->isUndoing()) {
+        event->ignore();
+        return;
+    }
     // Quitting during a Save asks first; stopping cancels it cleanly and quits when it has ended.
     if (m_core->isSaving()) {
         event->ignore();

@@ -18,6 +18,7 @@ class MovieTable;
 class PosterPanel;
 class ProgressSheet;
 class QUndoStack;
+class SaveReviewSheet;
 class SettingsSheet;
 class SubtitleSheet;
 class WindowActions;
@@ -50,7 +51,11 @@ public Q_SLOTS:
     void openFiles(const QList<QUrl> &urls);
     void openMoviesBTN_clicked();
     void saveBTN_clicked();
-    /** Saves into the folder, asking first when movies would take names that are already taken. */
+    /**
+     * Saves into the folder: plans the Save, asks when movies would take names
+     * that are already taken, shows the plan for the person to confirm and
+     * then carries out exactly that plan.
+     */
     void creationTaskWithDestinationFolder(const QString &destinationFolder);
 
 Q_SIGNALS:
@@ -65,7 +70,8 @@ protected:
 
 private:
     void startImport(const QList<QUrl> &urls);
-    void startSave(const QString &destinationFolder, ClashPolicy clashes);
+    void reviewSave(const SavePlan &plan);
+    void startSave(const SavePlan &plan);
     void connectSheets();
     void selectionChanged();
     void updateActions();
@@ -87,6 +93,7 @@ private:
     SubtitleSheet *m_subtitles;
     MetadataEditor *m_editor;
     BatchEditSheet *m_batchEdit;
+    SaveReviewSheet *m_review;
     QString m_saveDestination;
     int m_saveIndex = 0;
     bool m_importing = false;

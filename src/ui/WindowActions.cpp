@@ -61,6 +61,9 @@ WindowActions::WindowActions(QMainWindow *window, QUndoStack *undoStack)
     redo->setObjectName(QStringLiteral("redoMI"));
     redo->setIcon(Icons::named(QStringLiteral("edit-redo")));
     redo->setShortcut(QKeySequence::Redo);
+    undoSave = make("undoSaveMI", tr("Undo &Last Save…"), QStringLiteral("document-revert"), QKeySequence(),
+                    tr("Take the last Save back: its sources come back from the Trash, tags written in place are put "
+                       "back, the files it made are removed"));
 
     findMovie = make("findMovieBTN", tr("Find Movie"), QStringLiteral("edit-find"), QKeySequence(QStringLiteral("Ctrl+I")),
                      tr("Search TMDb for the selected movie and choose the right one"));
@@ -96,7 +99,7 @@ WindowActions::WindowActions(QMainWindow *window, QUndoStack *undoStack)
     file->addAction(quit);
     QMenu *editMenu = bar->addMenu(tr("&Edit"));
     editMenu->setObjectName(QStringLiteral("editMenu"));
-    editMenu->addActions({undo, redo});
+    editMenu->addActions({undo, redo, undoSave});
     editMenu->addSeparator();
     editMenu->addActions({findMovie, subtitle, edit, batchEdit, remove});
     editMenu->addSeparator();
@@ -142,6 +145,8 @@ WindowActions::WindowActions(QMainWindow *window, QUndoStack *undoStack)
 
 void WindowActions::update(bool busy, int selected, int count)
 {
+    m_busy = busy;
+    undoSave->setEnabled(!busy && !m_lastSave.isEmpty());
     open->setEnabled(!busy);
     save->setEnabled(!busy && count > 0);
     for (QAction *single : {findMovie, subtitle, edit})
@@ -152,6 +157,14 @@ void WindowActions::update(bool busy, int selected, int count)
     selectAll->setEnabled(count > 0);
     filter->setEnabled(count > 0);
     filterField->setEnabled(count > 0);
+}
+
+void WindowActions::setLastSave(const QString &lastSave)
+{
+    m_lastSave = lastSave;
+    undoSave->setEnabled(!m_busy && !lastSave.isEmpty());
+    undoSave->setToolTip(lastSave.isEmpty() ? tr("There is no Save to undo") : tr("Take back the Save of %1").arg(lastSave));
+    undoSave->setStatusTip(undoSave->toolTip());
 }
 
 void WindowActions::showMatchState(bool identified)

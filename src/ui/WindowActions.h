@@ -27,6 +27,7 @@ public:
     QAction *quit;
     QAction *undo;
     QAction *redo;
+    QAction *undoSave;
     QAction *findMovie;
     QAction *subtitle;
     QAction *edit;
@@ -41,6 +42,8 @@ public:
 
     /** Enables what can apply: nothing that changes the list while @p busy, one movie or several as each command needs. */
     void update(bool busy, int selected, int count);
+    /** Undo Last Save applies to @p lastSave ("24/11/2026 10:31 into /dest, 3 movies"); empty: there is none. */
+    void setLastSave(const QString &lastSave);
     /** "Find Movie" or, for an identified movie, "Wrong Movie". */
     void showMatchState(bool identified);
 
@@ -48,6 +51,9 @@ public:
     static QString tooltipWithShortcut(const QString &tip, const QKeySequence &shortcut);
 
 private:
+    QString m_lastSave;
+    bool m_busy = false;
+
     QAction *make(const char *objectName, const QString &text, const QString &icon, const QKeySequence &shortcut,
                   const QString &tip);
 };

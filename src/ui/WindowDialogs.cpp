@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSettings>
@@ -134,6 +135,50 @@ void askAboutSubtitleAllowance(QWidget *parent, const QString &warning, std::fun
     question->setEscapeButton(cancel);
     QObject::connect(import, &QPushButton::clicked, question, [proceed] { proceed(); });
     question->open();
+}
+
+void askToUndoSave(QWidget *parent, const QString &lastSave, std::function<void()> undo)
+{
+    auto *question = new QMessageBox(QMessageBox::Question, tr("Undo the Last Save?"),
+                                     tr("Undo the Save of %1?").arg(lastSave), QMessageBox::NoButton, parent);
+    question->setObjectName(QStringLiteral("undoSaveQuestion"));
+    question->setInformativeText(tr("Its originals come back from the Trash to their folders, movies it moved go back, "
+                                    "tags it wrote into movies in place are put back as they were, and the files it "
+                                    "made are removed. A file changed since the Save is kept, and nothing is ever "
+                                    "replaced."));
+    question->setAttribute(Qt::WA_DeleteOnClose);
+    question->setWindowModality(Qt::WindowModal);
+    QPushButton *undoButton = question->addButton(tr("Undo Save"), QMessageBox::AcceptRole);
+    undoButton->setObjectName(QStringLiteral("confirmUndoSaveBTN"));
+    QPushButton *cancel = question->addButton(QMessageBox::Cancel);
+    cancel->setObjectName(QStringLiteral("cancelUndoSaveBTN"));
+    question->setDefaultButton(undoButton);
+    question->setEscapeButton(cancel);
+    QObject::connect(undoButton, &QPushButton::clicked, question, [undo] { undo(); });
+    question->open();
+}
+
+void showUndoReport(QWidget *parent, const UndoReport &report)
+{
+    const bool complete = report.complete();
+    auto *alert = new QMessageBox(complete ? QMessageBox::Information : QMessageBox::Warning,
+                                  !report.status ? tr("Nothing to Undo") : complete ? tr("Save Undone") : tr("Save Partly Undone"),
+                                  report.summary(), QMessageBox::Ok, parent);
+    alert->setObjectName(QStringLiteral("undoSaveAlert"));
+    QStringList lines;
+    for (const UndoneMovie &movie : report.movies) {
+        const QString name = movie.movieTitle.isEmpty() ? QFileInfo(movie.source).fileName() : movie.movieTitle;
+        for (const QString &left : movie.left)
+            lines.append(QStringLiteral("\u2717 %1: %2").arg(name, left));
+        for (const QString &undone : movie.undone)
+            lines.append(QStringLiteral("\u2713 %1: %2").arg(name, undone));
+    }
+    if (!complete && report.status)
+        alert->setInformativeText(tr("What was left as it is, and why, is listed in the details."));
+    alert->setDetailedText(lines.join(QLatin1Char('\n')));
+    alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->setWindowModality(Qt::WindowModal);
+    alert->open();
 }
 
 } // namespace WindowDialogs

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "creation/SavePlan.h"
+#include "creation/SaveUndo.h"
 
 #include <QList>
 #include <QString>
@@ -40,5 +41,13 @@ void askAboutClashes(QWidget *parent, const QStringList &problems, std::function
  * default) calls @p proceed, Cancel (Escape) imports nothing.
  */
 void askAboutSubtitleAllowance(QWidget *parent, const QString &warning, std::function<void()> proceed);
+
+/**
+ * Names the Save that Undo Last Save takes back (@p lastSave) and what it
+ * does; "Undo Save" (the default) calls @p undo, Cancel (Escape) does nothing.
+ */
+void askToUndoSave(QWidget *parent, const QString &lastSave, std::function<void()> undo);
+/** What an undo did and, above all, what it left as it is and why. */
+void showUndoReport(QWidget *parent, const UndoReport &report);
 
 } // namespace WindowDialogs

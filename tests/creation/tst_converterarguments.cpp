@@ -129,10 +129,11 @@ private Q_SLOTS:
         QCOMPARE(ConverterArguments::finalMoviePath({{ItemKey::movieTitle, QString()}, {ItemKey::filePath, QStringLiteral("/in/Holiday.2019.mkv")}},
                                                     QStringLiteral("/dest")),
                  QStringLiteral("/dest/Holiday.2019.mp4"));
-        const QString first = ConverterArguments::temporaryMoviePath(QStringLiteral("/dest/Heat.mp4"));
-        QVERIFY2(QRegularExpression(QStringLiteral("^/dest/Heat \\(unfinished [0-9A-F]{8}\\)\\.mp4$")).match(first).hasMatch(),
-                 qPrintable(first));
-        QVERIFY(first != ConverterArguments::temporaryMoviePath(QStringLiteral("/dest/Heat.mp4")));
+        QCOMPARE(ConverterArguments::temporaryMoviePath(QStringLiteral("/dest/Heat.mp4"), QStringLiteral("0A1B2C3D")),
+                 QStringLiteral("/dest/Heat (unfinished 0A1B2C3D).mp4"));
+        const QString longName = ConverterArguments::temporaryMoviePath(QStringLiteral("/dest/") + QString(250, QLatin1Char('x'))
+                                                                            + QStringLiteral(".mp4"), QStringLiteral("0A1B2C3D"));
+        QVERIFY(longName.section(QLatin1Char('/'), -1).toUtf8().size() <= 255 && longName.endsWith(QLatin1String("(unfinished 0A1B2C3D).mp4")));
 
         QTemporaryDir dir;
         const QString upper = dir.filePath(QStringLiteral("Movie.MP4"));

@@ -1,4 +1,5 @@
 #include "creation/Mp4TagSpace.h"
+#include "support/CliRunner.h"
 #include "support/TestEnvironment.h"
 
 #include <QCryptographicHash>
@@ -57,15 +58,16 @@ bool run(QProcess &process, const QString &program, const QStringList &arguments
  * kinovela-cli tags a user's MP4 in place (preset 1) and is killed at every
  * write to the file in turn: each time the file must still decode without a
  * single error, with its old tags or its new ones, its foreign tags (90 KB
- * of lyrics, an artist, a cover) and its media data as they were.
+ * of lyrics, an artist, a cover) and its media data as they were; and
+ * `undo` must then give the file back byte for byte. `undo` itself is killed
+ * at every write too, and a second `undo` finishes its work.
  */
 class TestKillTagging : public QObject
 {
     Q_OBJECT
 
 private:
-    QProcess m_standin;
-    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
+    CliRunner m_cli;
     QTemporaryDir m_work;
     QString m_lyrics = QString(90 * 1024, QLatin1Char('l'));
 
@@ -96,54 +98,44 @@ private:
         QByteArray errors;
     };
 
-    /** Tags a fresh copy of @p source named Inception.mp4 in place, killed before the @p killAt-th write (0: never). */
-    Run tagCopy(const QString &source, const QString &copy, long killAt)
+    /** kinovela-cli with @p arguments, killed before the @p killAt-th write to @p file (0: never). */
+    Run runKilled(const QStringList &arguments, const QString &file, long killAt)
     {
-        QFile::remove(copy);
-        QFile::copy(source, copy);
         const QString counter = m_work.filePath(QStringLiteral("writes"));
         QFile::remove(counter);
-        QProcessEnvironment environment = m_environment;
-        environment.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(KINOVELA_FAULT_INJECTOR));
-        environment.insert(QStringLiteral("KINOVELA_FAULT_FILE"), copy);
-        environment.insert(QStringLiteral("KINOVELA_FAULT_KILL_AT"), QString::number(killAt));
-        environment.insert(QStringLiteral("KINOVELA_FAULT_COUNT_FILE"), counter);
-        QProcess cli;
-        cli.setProcessEnvironment(environment);
-        run(cli, qEnvironmentVariable("KINOVELA_CLI"),
-            {QStringLiteral("create"), QStringLiteral("--preset"), QStringLiteral("1"), QStringLiteral("--stagger"),
-             QStringLiteral("0"), QStringLiteral("--dest"), QFileInfo(copy).path(), copy});
-        Run outcome;
-        outcome.killed = cli.exitStatus() == QProcess::CrashExit;
-        outcome.exitCode = cli.exitCode();
-        outcome.errors = cli.readAllStandardError();
+        QProcessEnvironment fault;
+        fault.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(KINOVELA_FAULT_INJECTOR));
+        fault.insert(QStringLiteral("KINOVELA_FAULT_FILE"), file);
+        fault.insert(QStringLiteral("KINOVELA_FAULT_KILL_AT"), QString::number(killAt));
+        fault.insert(QStringLiteral("KINOVELA_FAULT_COUNT_FILE"), counter);
+        const CliRunner::Run ran = m_cli.run(arguments, fault);
+        Run outcome{ran.crashed, ran.exitCode, 0, ran.err};
         QFile count(counter);
         if (count.open(QIODevice::ReadOnly))
             outcome.writes = count.readAll().trimmed().toLong();
         return outcome;
     }
 
-private Q_SLOTS:
-    void initTestCase()
+    /** Tags @p copy (a fresh copy of @p source named Inception.mp4) in place, killed before the @p killAt-th write. */
+    Run tagCopy(const QString &source, const QString &copy, long killAt)
     {
-        m_standin.start(qEnvironmentVariable("KINOVELA_BUILD_DIR") + QStringLiteral("/tests/kinovela-standin"));
-        QVERIFY(m_standin.waitForStarted());
-        QByteArray lines;
-        while (!lines.contains("\n\n") && m_standin.waitForReadyRead(10000))
-            lines += m_standin.readAllStandardOutput();
-        for (const QByteArray &line : lines.split('\n')) {
-            const qsizetype equals = line.indexOf('=');
-            if (equals > 0)
-                m_environment.insert(QString::fromUtf8(line.left(equals)), QString::fromUtf8(line.mid(equals + 1)));
-        }
-        QVERIFY(m_environment.contains(QStringLiteral("KINOVELA_TMDB_API_URL")));
+        QFile::remove(copy);
+        QFile::copy(source, copy);
+        return runKilled({QStringLiteral("create"), QStringLiteral("--preset"), QStringLiteral("1"), QStringLiteral("--stagger"),
+                          QStringLiteral("0"), QStringLiteral("--dest"), QFileInfo(copy).path(), copy},
+                         copy, killAt);
     }
 
-    void cleanupTestCase()
+    Run undo(const QString &file, long killAt = 0) { return runKilled({QStringLiteral("undo")}, file, killAt); }
+
+    static QByteArray bytes(const QString &path)
     {
-        m_standin.kill();
-        m_standin.waitForFinished();
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(m_cli.start()); }
 
     void everyKillLeavesAPlayableFile_data()
     {
@@ -183,6 +175,35 @@ private Q_SLOTS:
             const QString title = tagText(copy, "\251nam");
             QVERIFY2(title.isEmpty() || title == QLatin1String("Inception"), qPrintable(title));
             QCOMPARE(tagText(copy, "\251lyr"), m_lyrics);
+            // The Save was written down before each change: undo gives the file back as it was.
+            const Run undone = undo(copy);
+            QVERIFY2(undone.exitCode == 0, QByteArray(where + ": " + undone.errors).constData());
+            QVERIFY2(bytes(copy) == bytes(source), where.constData());
+        }
+    }
+
+    void everyKillOfAnUndoLeavesAPlayableFile_data() { everyKillLeavesAPlayableFile_data(); }
+
+    void everyKillOfAnUndoLeavesAPlayableFile()
+    {
+        QFETCH(bool, faststart);
+        const QString source = makeSource(faststart ? QStringLiteral("first.mp4") : QStringLiteral("last.mp4"), faststart);
+        QDir().mkpath(m_work.filePath(QStringLiteral("undo")));
+        const QString copy = m_work.filePath(QStringLiteral("undo/Inception.mp4"));
+        QVERIFY(tagCopy(source, copy, 0).exitCode == 0);
+        const Run whole = undo(copy);
+        QVERIFY2(whole.exitCode == 0 && bytes(copy) == bytes(source), whole.errors.constData());
+        QVERIFY2(whole.writes >= 3, qPrintable(QString::number(whole.writes)));
+        qInfo("the undo writes %ld times to the file; it is killed before each in turn", whole.writes);
+
+        for (long killAt = 1; killAt <= whole.writes; ++killAt) {
+            QVERIFY(tagCopy(source, copy, 0).exitCode == 0);
+            const QByteArray where = "undo killed before write " + QByteArray::number(killAt) + " of " + QByteArray::number(whole.writes);
+            QVERIFY2(undo(copy, killAt).killed, where.constData());
+            QVERIFY2(decoderComplaints(copy).isEmpty(), QByteArray(where + ": " + decoderComplaints(copy)).constData());
+            const Run again = undo(copy);
+            QVERIFY2(again.exitCode == 0, QByteArray(where + ": " + again.errors).constData());
+            QVERIFY2(bytes(copy) == bytes(source), where.constData());
         }
     }
 
@@ -195,15 +216,12 @@ private Q_SLOTS:
         QFile taken(destination.filePath(QStringLiteral("Heat.mp4")));
         QVERIFY(taken.open(QIODevice::WriteOnly) && taken.write("mine") == 4);
         taken.close();
-        QProcess cli;
-        cli.setProcessEnvironment(m_environment);
-        run(cli, qEnvironmentVariable("KINOVELA_CLI"),
-            {QStringLiteral("create"), QStringLiteral("--preset"), QStringLiteral("3"), QStringLiteral("--stagger"),
-             QStringLiteral("0"), QStringLiteral("--delete-sources"), QStringLiteral("--dest"), destination.path(),
-             in.filePath(QStringLiteral("Inception.mkv")), in.filePath(QStringLiteral("Inception.2010.mkv")),
-             in.filePath(QStringLiteral("Heat.mkv"))});
-        const QByteArray out = cli.readAllStandardError();
-        QCOMPARE(cli.exitCode(), 1);
+        const CliRunner::Run cli = m_cli.run({QStringLiteral("create"), QStringLiteral("--preset"), QStringLiteral("3"),
+                                              QStringLiteral("--stagger"), QStringLiteral("0"), QStringLiteral("--delete-sources"),
+                                              QStringLiteral("--dest"), destination.path(), in.filePath(QStringLiteral("Inception.mkv")),
+                                              in.filePath(QStringLiteral("Inception.2010.mkv")), in.filePath(QStringLiteral("Heat.mkv"))});
+        const QByteArray &out = cli.err;
+        QCOMPARE(cli.exitCode, 1);
         // The first Inception is made and its source deleted; the clashing items are named and keep their sources.
         QVERIFY2(out.contains("failed     ") && out.contains("Inception.2010.mkv: "), out.constData());
         QVERIFY2(out.contains("another movie of this Save is also named \"Inception.mp4\""), out.constData());

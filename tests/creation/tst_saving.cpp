@@ -114,7 +114,10 @@ private Q_SLOTS:
                                      movie(QStringLiteral("t3.mkv"), QStringLiteral("Twin"))};
 
         // The check itself writes nothing and names every problem.
-        const QList<PlannedItem> plan = SavePlan::check(items, destination.path(), Preset::Convert);
+        SaveSettings settings;
+        settings.destination = destination.path();
+        settings.preset = Preset::Convert;
+        const QList<PlannedItem> plan = SavePlan::check(items, settings).entries;
         QCOMPARE(plan.at(0).problem, SaveProblem::NameTaken);
         QCOMPARE(plan.at(1).problem, SaveProblem::None);
         QCOMPARE(plan.at(2).problem, SaveProblem::NameClash);
@@ -140,6 +143,70 @@ private Q_SLOTS:
         QFile user(destination.filePath(QStringLiteral("Taken.mp4")));
         QVERIFY(user.open(QIODevice::ReadOnly));
         QCOMPARE(user.readAll(), QByteArray("the user's own file"));
+    }
+
+    void thePlanFollowsFromTheFactsAlone()
+    {
+        const auto item = [](const QString &path, const QString &title, bool review = false) {
+            return MovieItem{{ItemKey::filePath, path},        {ItemKey::movieTitle, title},
+                             {ItemKey::movieFoundStatus, true}, {ItemKey::subtitleFound, false},
+                             {ItemKey::tracksInfo, QVariantList()}, {ItemKey::needsReview, review},
+                             {ItemKey::matchConfidence, review ? 0.4 : 0.9}};
+        };
+        const QList<MovieItem> items{item(QStringLiteral("/in/Alien.1979.mp4"), QStringLiteral("Alien")),
+                                     item(QStringLiteral("/in/Heat.avi"), QStringLiteral("Heat")),
+                                     item(QStringLiteral("/in/Heat.2003.mkv"), QStringLiteral("Heat"), true),
+                                     item(QStringLiteral("/in/Gone.mkv"), QStringLiteral("Gone")),
+                                     item(QStringLiteral("/in/Huge.mkv"), QStringLiteral("Huge")),
+                                     item(QStringLiteral("/in/Long.mkv"), QString(120, QLatin1Char('x')))};
+        SaveFacts facts;
+        facts.destinationUsable = true;
+        facts.rules = FileNames::NameRules::Windows; // a FAT drive: names differ only in case clash
+        facts.existingNames = {QStringLiteral("heat.mp4")};
+        facts.freeBytes = 1000;
+        facts.nameMaxBytes = 100;
+        for (const QString &name : {QStringLiteral("Alien.1979.mp4"), QStringLiteral("Heat.avi"), QStringLiteral("Heat.2003.mkv"),
+                                    QStringLiteral("Long.mkv")})
+            facts.sources.insert(QStringLiteral("/in/") + name, {true, 100, false});
+        facts.sources.insert(QStringLiteral("/in/Huge.mkv"), {true, 5000, true});
+        SaveSettings settings;
+        settings.destination = QStringLiteral("/dest");
+        settings.preset = Preset::TagAndMove;
+        settings.options.clashes = ClashPolicy::Rename;
+
+        const SavePlan plan = SavePlan::make(items, settings, facts);
+        QStringList got;
+        for (const PlannedItem &planned : plan.entries)
+            got.append(ConverterArguments::actionName(planned.action) + QLatin1Char(' ') + planned.finalPath.section(QLatin1Char('/'), -1)
+                       + QLatin1Char(' ') + SavePlanText::fateName(planned.sourceFate) + (planned.runs() ? QString() : QStringLiteral(" (") + planned.problemText + QLatin1Char(')')));
+        QCOMPARE(got, (QStringList{
+                          QStringLiteral("move Alien.mp4 moved"),
+                          QStringLiteral("convert Heat (2).mp4 trash"),
+                          QStringLiteral("convert Heat (3).mp4 trash"),
+                          QStringLiteral("convert Gone.mp4 kept (the source file is missing: /in/Gone.mkv)"),
+                          QStringLiteral("convert Huge.mp4 kept (not enough room on the destination (0.0 MB needed, 0.0 MB free))"),
+                          QStringLiteral("convert ") + QString(120, QLatin1Char('x')) + QStringLiteral(".mp4 kept (the destination refuses the name \"")
+                              + QString(120, QLatin1Char('x')) + QStringLiteral(".mp4\" (longer than the 100 bytes it allows))"),
+                      }));
+        QCOMPARE(plan.summary(), QStringLiteral("6 movies \u2192 /dest \u00b7 2 converted, 1 moved, 3 cannot be saved \u00b7 originals to the "
+                                                "Trash \u00b7 1 needs review"));
+        // The converter writes beside the final name, under a name that is the same each time the Save is planned.
+        const PlannedItem &heat = plan.entries.at(1);
+        QVERIFY2(heat.temporaryPath.startsWith(QLatin1String("/dest/Heat (2) (unfinished ")), qPrintable(heat.temporaryPath));
+        QVERIFY(heat.conversion.arguments.contains(heat.temporaryPath));
+        QVERIFY(heat.renamed() && heat.problemText.contains(QLatin1String("already exists")));
+        QCOMPARE(heat.tags.constFirst().name, QStringLiteral("title"));
+        QCOMPARE(SavePlan::make(items, settings, facts).toJson(), plan.toJson());
+        QVERIFY(plan.entries.at(2).temporaryPath != heat.temporaryPath);
+
+        // Leaving out the match to review, and deleting sources, change only what they say.
+        settings.options.skipNeedsReview = true;
+        settings.options.deleteSources = true;
+        const SavePlan careful = SavePlan::make(items, settings, facts);
+        QVERIFY(careful.entries.at(2).skipped);
+        QCOMPARE(careful.entries.at(1).sourceFate, SourceFate::Deleted);
+        QCOMPARE(careful.summary(), QStringLiteral("6 movies \u2192 /dest \u00b7 1 converted, 1 moved, 1 skipped, 3 cannot be saved \u00b7 "
+                                                   "originals deleted"));
     }
 
     void aShortOutputKeepsItsSource()

@@ -9,6 +9,7 @@
 #include "support/TestEnvironment.h"
 #include "ui/AppDelegate.h"
 #include "ui/MovieTable.h"
+#include "ui/SaveReviewSheet.h"
 
 #include <QAction>
 #include <QApplication>
@@ -18,6 +19,8 @@
 #include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMimeData>
 #include <QSettings>
 #include <QSignalSpy>
@@ -104,6 +107,21 @@ public:
         table()->setFocus();
         QTest::keySequence(table(), keys);
     }
+    /** Opens a menu of the menu bar with a click and clicks one of its items. */
+    bool clickMenuItem(const char *menuName, const char *actionName)
+    {
+        activate();
+        auto *menu = find<QMenu>(menuName);
+        QAction *item = action(actionName);
+        if (!menu || !item)
+            return false;
+        QMenuBar *bar = window->menuBar();
+        QTest::mouseClick(bar, Qt::LeftButton, Qt::NoModifier, bar->actionGeometry(menu->menuAction()).center());
+        if (!QTest::qWaitFor([menu] { return menu->isVisible(); }))
+            return false;
+        QTest::mouseClick(menu, Qt::LeftButton, Qt::NoModifier, menu->actionGeometry(item).center());
+        return true;
+    }
     static void press(QWidget *widget, int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     {
         QTest::keyClick(widget, Qt::Key(key), modifiers);
@@ -141,8 +159,32 @@ public:
         return shown ? dialog : nullptr;
     }
 
-    /** Save: Ctrl+S, then the destination's name in the chooser (which starts in the home folder) and Return. */
-    QString saveInto(const QString &name)
+    /** The Save's review sheet once it is shown; nullptr when it does not come. */
+    SaveReviewSheet *reviewSheet(int timeout = 60000)
+    {
+        SaveReviewSheet *sheet = nullptr;
+        const bool shown = QTest::qWaitFor([&] {
+            sheet = window->findChild<SaveReviewSheet *>(QStringLiteral("saveReviewWindow"));
+            return sheet && sheet->isVisible();
+        }, timeout);
+        return shown ? sheet : nullptr;
+    }
+
+    /** Confirms the plan the review sheet shows, with Return (its default button is Save). */
+    bool confirmSave()
+    {
+        SaveReviewSheet *sheet = reviewSheet();
+        if (!sheet)
+            return false;
+        press(sheet, Qt::Key_Return);
+        return QTest::qWaitFor([sheet] { return !sheet->isVisible(); });
+    }
+
+    /**
+     * Save: Ctrl+S, then the destination's path (a folder @p name in the home
+     * folder) in the chooser and Return, then Return again on the plan it shows.
+     */
+    QString saveInto(const QString &name, bool confirm = true)
     {
         const QString destination = QDir::home().filePath(name);
         QDir(destination).removeRecursively();
@@ -152,7 +194,9 @@ public:
         QFileDialog *panel = chooser("savePanel");
         if (!panel)
             return {};
-        typeIntoChooser(panel, name);
+        typeIntoChooser(panel, destination);
+        if (confirm && !confirmSave())
+            return {};
         return destination;
     }
 

@@ -1,10 +1,15 @@
 #include "WindowDriver.h"
 
 #include <QDoubleSpinBox>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTreeWidget>
 #include <QLineEdit>
 #include <QTableWidget>
 
-// Matches that need a look, shown and filtered in the list, and a corrected match remembered by the next window.
+// Matches that need a look, shown and filtered in the list, a corrected match remembered by the next window, and the
+// Save shown as a plan before anything is written, then undone.
 class TestReview : public QObject
 {
     Q_OBJECT
@@ -16,6 +21,12 @@ private:
     {
         QSignalSpy finished(d.window->core(), &AppCore::importFinished);
         return d.drop(paths) && finished.wait(30000);
+    }
+
+    static QByteArray bytesOf(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     QString stateOf(const QString &fileName) const
@@ -91,6 +102,65 @@ private Q_SLOTS:
         QCOMPARE(shownFiles(), QStringList());
         filter->clear();
         QCOMPARE(stateOf(QStringLiteral("Alien.1990.avi")), QStringLiteral("Ready"));
+    }
+
+    void saveShowsThePlanFirstAndCanBeUndone()
+    {
+        const QString heat = d.movie(QStringLiteral("Heat.2003.mp4"));
+        const QString alien = d.movie(QStringLiteral("Alien.1979.avi"), QStringLiteral("mpeg4-mp3.avi"));
+        const QString inception = d.movie(QStringLiteral("Inception.mkv"), QStringLiteral("h264-ac3-srt.mkv"));
+        QList<QByteArray> originals;
+        for (const QString &path : {heat, alien, inception})
+            originals.append(bytesOf(path));
+        QVERIFY(importFiles({heat, alien, inception}));
+
+        // The plan comes before anything is written; Escape goes back and writes nothing.
+        const QString destination = d.saveInto(QStringLiteral("Reviewed"), false);
+        SaveReviewSheet *review = d.reviewSheet();
+        QVERIFY(review);
+        QCOMPARE(review->summary(), QStringLiteral("3 movies \u2192 %1 \u00b7 3 converted \u00b7 originals to the Trash \u00b7 1 needs "
+                                                   "review").arg(destination));
+        QVERIFY(d.find<QLabel>("saveReviewWarning")->isVisible());
+        QCOMPARE(d.find<QTreeWidget>("savePlanList")->topLevelItemCount(), 3);
+        d.screenshot(review, QStringLiteral("save-review"));
+        WindowDriver::press(review, Qt::Key_Escape);
+        QTRY_VERIFY(!review->isVisible());
+        QVERIFY(QDir(destination).isEmpty());
+
+        // The match to review can be left out; the plan shown is what is done.
+        QSignalSpy finished(d.window, &AppDelegate::creationFinished);
+        d.saveInto(QStringLiteral("Reviewed"), false);
+        QVERIFY(d.reviewSheet());
+        QTest::mouseClick(d.find<QPushButton>("leaveOutReviewBTN"), Qt::LeftButton);
+        QCOMPARE(review->summary(), QStringLiteral("3 movies \u2192 %1 \u00b7 2 converted, 1 skipped \u00b7 originals to the "
+                                                   "Trash").arg(destination));
+        QCOMPARE(d.find<QPushButton>("confirmSaveBTN")->text(), QStringLiteral("Save 2 Movies"));
+        QVERIFY(d.confirmSave());
+        QVERIFY(finished.wait(60000));
+        QCOMPARE(QDir(destination).entryList(QDir::Files), (QStringList{QStringLiteral("Alien.mp4"), QStringLiteral("Inception.mp4")}));
+        QCOMPARE(bytesOf(heat), originals.at(0));
+        auto *alert = d.find<QDialog>("creationAlert");
+        QTRY_VERIFY(alert && alert->isVisible());
+        WindowDriver::press(alert, Qt::Key_Return);
+
+        // Edit ▸ Undo Last Save asks, then brings the sources back and removes what the Save made.
+        QSignalSpy undone(d.window->core(), &AppCore::undoFinished);
+        QVERIFY(d.clickMenuItem("editMenu", "undoSaveMI"));
+        QMessageBox *question = nullptr;
+        QTRY_VERIFY((question = d.window->findChild<QMessageBox *>(QStringLiteral("undoSaveQuestion"))) && question->isVisible());
+        QVERIFY(question->text().contains(destination + QStringLiteral(", 2 movies")));
+        d.screenshot(question, QStringLiteral("undo-question"));
+        WindowDriver::press(question, Qt::Key_Return);
+        QVERIFY(undone.wait(30000));
+        QMessageBox *report = nullptr;
+        QTRY_VERIFY((report = d.window->findChild<QMessageBox *>(QStringLiteral("undoSaveAlert"))) && report->isVisible());
+        QCOMPARE(report->windowTitle(), QStringLiteral("Save Undone"));
+        d.screenshot(report, QStringLiteral("undo-report"));
+        QCOMPARE(bytesOf(alien), originals.at(1));
+        QCOMPARE(bytesOf(inception), originals.at(2));
+        QVERIFY(QDir(destination).isEmpty());
+        WindowDriver::press(report, Qt::Key_Return);
+        QTRY_VERIFY(!d.action("undoSaveMI")->isEnabled());
     }
 
     void aCorrectedMatchIsRememberedByTheNextWindow()

@@ -292,6 +292,10 @@ private Q_SLOTS:
         d.screenshot(question, QStringLiteral("clash-question"));
         // The default keeps the person's file and saves the movie beside it.
         WindowDriver::press(question, Qt::Key_Return);
+        SaveReviewSheet *review = d.reviewSheet();
+        QVERIFY(review);
+        QVERIFY2(review->summary().contains(QStringLiteral("3 movies")), qPrintable(review->summary()));
+        QVERIFY(d.confirmSave());
         QVERIFY(finished.wait(60000));
         QVERIFY(mine.open(QIODevice::ReadOnly));
         QCOMPARE(mine.readAll(), QByteArray("mine"));
