@@ -140,6 +140,11 @@ SaveResultDialog::SaveResultDialog(const QList<CreationResult> &results, const Q
     auto *layout = new QVBoxLayout(this);
     layout->addLayout(top);
     layout->addWidget(m_details);
+    if (anySaved) {
+        auto *undo = new QLabel(tr("Edit \u25b8 Undo Last Save takes this Save back."), this);
+        undo->setObjectName(QStringLiteral("creationUndoHint"));
+        layout->addWidget(undo);
+    }
     layout->addWidget(buttons);
 }
 

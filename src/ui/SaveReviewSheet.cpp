@@ -39,14 +39,13 @@ QString noteText(const PlannedItem &planned)
     return notes.join(QStringLiteral("; "));
 }
 
-QTreeWidgetItem *detail(QTreeWidgetItem *parent, const QString &what, const QString &text)
+/** A line under a movie's row, across the whole width: where it comes from, a stream, a tag. */
+void detail(QTreeWidgetItem *parent, const QString &what, const QString &text)
 {
     auto *child = new QTreeWidgetItem(parent);
-    child->setText(MovieColumn, what);
-    child->setText(ActionColumn, text);
-    child->setFirstColumnSpanned(false);
-    child->setToolTip(ActionColumn, text);
-    return child;
+    child->setText(MovieColumn, what + QStringLiteral(": ") + text);
+    child->setToolTip(MovieColumn, text);
+    child->setFirstColumnSpanned(true);
 }
 
 } // namespace
@@ -136,9 +135,14 @@ void SaveReviewSheet::fill()
     m_list->clear();
     const QIcon warning = Icons::named(QStringLiteral("dialog-warning"));
     const QIcon refused = Icons::named(QStringLiteral("dialog-error"), QStringLiteral("dialog-warning"));
-    for (const PlannedItem &planned : std::as_const(m_plan.entries)) {
+    for (qsizetype i = 0; i < m_plan.entries.size(); ++i) {
+        const PlannedItem &planned = m_plan.entries.at(i);
         auto *row = new QTreeWidgetItem(m_list);
-        const QString name = planned.movieTitle.isEmpty() ? QFileInfo(planned.source).fileName() : planned.movieTitle;
+        // The year with the title: what a person checks a match by.
+        const QString year = m_plan.items.value(i).value(ItemKey::movieReleaseYear).toString();
+        const QString name = planned.movieTitle.isEmpty() ? QFileInfo(planned.source).fileName()
+                             : year.isEmpty()             ? planned.movieTitle
+                                                          : QStringLiteral("%1 (%2)").arg(planned.movieTitle, year);
         row->setText(MovieColumn, name);
         row->setToolTip(MovieColumn, planned.source);
         row->setText(ActionColumn, actionText(planned));
@@ -146,18 +150,21 @@ void SaveReviewSheet::fill()
         row->setToolTip(SavedAsColumn, planned.finalPath);
         row->setText(SourceColumn, SavePlanText::fateText(planned.sourceFate));
         row->setText(NoteColumn, noteText(planned));
-        row->setToolTip(NoteColumn, noteText(planned));
+        const QStringList reasons = m_plan.items.value(i).value(ItemKey::matchReasons).toStringList();
+        row->setToolTip(NoteColumn, reasons.isEmpty() ? noteText(planned)
+                                                      : noteText(planned) + QStringLiteral("\n\u2022 ")
+                                                            + reasons.join(QStringLiteral("\n\u2022 ")));
         if (!planned.runs())
             row->setIcon(MovieColumn, refused);
         else if (planned.needsReview)
             row->setIcon(MovieColumn, warning);
         if (!planned.runs())
             continue;
-        detail(row, tr("From"), planned.source);
+        detail(row, tr("from"), planned.source);
         for (const PlannedStream &stream : planned.conversion.streams)
-            detail(row, tr("Stream"), SavePlanText::streamText(stream));
+            detail(row, tr("stream"), SavePlanText::streamText(stream));
         for (const PlannedTag &tag : planned.tags)
-            detail(row, tr("Tag"), SavePlanText::tagText(tag));
+            detail(row, tr("tag"), SavePlanText::tagText(tag, 100));
     }
     for (int column = 0; column < NoteColumn; ++column)
         m_list->resizeColumnToContents(column);

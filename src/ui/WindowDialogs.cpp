@@ -31,6 +31,33 @@ QFileDialog *chooser(QWidget *parent, const char *objectName, const QString &tit
     return dialog;
 }
 
+/** A window-modal question that deletes itself when answered; the caller adds the buttons and opens it. */
+QMessageBox *question(QWidget *parent, const char *objectName, const QString &title, const QString &text, const QString &informative,
+                      QMessageBox::Icon icon = QMessageBox::Question)
+{
+    auto *box = new QMessageBox(icon, title, text, QMessageBox::NoButton, parent);
+    box->setObjectName(QString::fromLatin1(objectName));
+    box->setInformativeText(informative);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    return box;
+}
+
+QPushButton *button(QMessageBox *box, const QString &text, QMessageBox::ButtonRole role, const char *objectName)
+{
+    QPushButton *added = box->addButton(text, role);
+    added->setObjectName(QString::fromLatin1(objectName));
+    return added;
+}
+
+QPushButton *cancelButton(QMessageBox *box, const char *objectName)
+{
+    QPushButton *cancel = box->addButton(QMessageBox::Cancel);
+    cancel->setObjectName(QString::fromLatin1(objectName));
+    box->setEscapeButton(cancel);
+    return cancel;
+}
+
 void remember(const QString &folderKey, const QString &folder)
 {
     QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).setValue(folderKey, folder);
@@ -76,95 +103,71 @@ void chooseDestination(QWidget *parent, std::function<void(const QString &folder
 
 void askToStopSave(QWidget *parent, std::function<void()> stop)
 {
-    auto *question = new QMessageBox(QMessageBox::Question, tr("Stop Saving?"), tr("A Save is still running. Stop it and quit?"),
-                                     QMessageBox::NoButton, parent);
-    question->setObjectName(QStringLiteral("quitQuestion"));
-    question->setInformativeText(tr("The movie being written now is removed unfinished and its original is kept; the "
-                                    "movies already saved stay saved."));
-    question->setAttribute(Qt::WA_DeleteOnClose);
-    question->setWindowModality(Qt::ApplicationModal);
-    QPushButton *stopButton = question->addButton(tr("Stop and Quit"), QMessageBox::DestructiveRole);
-    stopButton->setObjectName(QStringLiteral("stopAndQuitBTN"));
-    QPushButton *keep = question->addButton(tr("Keep Saving"), QMessageBox::RejectRole);
-    keep->setObjectName(QStringLiteral("keepSavingBTN"));
-    question->setDefaultButton(keep);
-    question->setEscapeButton(keep);
-    QObject::connect(stopButton, &QPushButton::clicked, question, [stop] { stop(); });
-    question->open();
+    QMessageBox *box = question(parent, "quitQuestion", tr("Stop Saving?"), tr("A Save is still running. Stop it and quit?"),
+                                tr("The movie being written now is removed unfinished and its original is kept; the "
+                                   "movies already saved stay saved."));
+    box->setWindowModality(Qt::ApplicationModal);
+    QPushButton *stopButton = button(box, tr("Stop and Quit"), QMessageBox::DestructiveRole, "stopAndQuitBTN");
+    QPushButton *keep = button(box, tr("Keep Saving"), QMessageBox::RejectRole, "keepSavingBTN");
+    box->setDefaultButton(keep);
+    box->setEscapeButton(keep);
+    QObject::connect(stopButton, &QPushButton::clicked, box, [stop] { stop(); });
+    box->open();
 }
 
 void askAboutClashes(QWidget *parent, const QStringList &problems, std::function<void(ClashPolicy)> chosen)
 {
-    auto *question = new QMessageBox(QMessageBox::Question, tr("Names Already Taken"),
-                                     problems.size() == 1 ? tr("One movie would take a name that is already taken.")
-                                                          : tr("%1 movies would take names that are already taken.").arg(problems.size()),
-                                     QMessageBox::NoButton, parent);
-    question->setObjectName(QStringLiteral("clashQuestion"));
-    question->setInformativeText(tr("Nothing has been written yet. No file is ever replaced."));
-    question->setDetailedText(problems.join(QLatin1Char('\n')));
-    question->setAttribute(Qt::WA_DeleteOnClose);
-    question->setWindowModality(Qt::WindowModal);
-    QPushButton *rename = question->addButton(tr("Save as \u201cTitle (2)\u201d"), QMessageBox::AcceptRole);
-    rename->setObjectName(QStringLiteral("renameClashesBTN"));
-    QPushButton *skip = question->addButton(tr("Skip Them"), QMessageBox::DestructiveRole);
-    skip->setObjectName(QStringLiteral("skipClashesBTN"));
-    QPushButton *cancel = question->addButton(QMessageBox::Cancel);
-    cancel->setObjectName(QStringLiteral("cancelSaveBTN"));
-    question->setDefaultButton(rename);
-    question->setEscapeButton(cancel);
-    QObject::connect(rename, &QPushButton::clicked, question, [chosen] { chosen(ClashPolicy::Rename); });
-    QObject::connect(skip, &QPushButton::clicked, question, [chosen] { chosen(ClashPolicy::Skip); });
-    question->open();
+    QMessageBox *box = question(parent, "clashQuestion", tr("Names Already Taken"),
+                                problems.size() == 1 ? tr("One movie would take a name that is already taken.")
+                                                     : tr("%1 movies would take names that are already taken.").arg(problems.size()),
+                                tr("Nothing has been written yet. No file is ever replaced."));
+    box->setDetailedText(problems.join(QLatin1Char('\n')));
+    QPushButton *rename = button(box, tr("Save as \u201cTitle (2)\u201d"), QMessageBox::AcceptRole, "renameClashesBTN");
+    QPushButton *skip = button(box, tr("Skip Them"), QMessageBox::DestructiveRole, "skipClashesBTN");
+    cancelButton(box, "cancelSaveBTN");
+    box->setDefaultButton(rename);
+    QObject::connect(rename, &QPushButton::clicked, box, [chosen] { chosen(ClashPolicy::Rename); });
+    QObject::connect(skip, &QPushButton::clicked, box, [chosen] { chosen(ClashPolicy::Skip); });
+    box->open();
 }
 
 void askAboutSubtitleAllowance(QWidget *parent, const QString &warning, std::function<void()> proceed)
 {
-    auto *question = new QMessageBox(QMessageBox::Question, tr("Not Enough Subtitle Downloads"),
-                                     tr("Not every movie can get a subtitle today."), QMessageBox::NoButton, parent);
-    question->setObjectName(QStringLiteral("subtitleAllowanceQuestion"));
-    question->setInformativeText(warning + QLatin1Char(' ')
-                                 + tr("Movies past the limit are imported without a subtitle; Choose Subtitle can add "
-                                      "one later."));
-    question->setAttribute(Qt::WA_DeleteOnClose);
-    question->setWindowModality(Qt::WindowModal);
-    QPushButton *import = question->addButton(tr("Import Anyway"), QMessageBox::AcceptRole);
-    import->setObjectName(QStringLiteral("importAnywayBTN"));
-    QPushButton *cancel = question->addButton(QMessageBox::Cancel);
-    cancel->setObjectName(QStringLiteral("cancelImportBTN"));
-    question->setDefaultButton(import);
-    question->setEscapeButton(cancel);
-    QObject::connect(import, &QPushButton::clicked, question, [proceed] { proceed(); });
-    question->open();
+    QMessageBox *box = question(parent, "subtitleAllowanceQuestion", tr("Not Enough Subtitle Downloads"),
+                                tr("Not every movie can get a subtitle today."),
+                                warning + QLatin1Char(' ')
+                                    + tr("Movies past the limit are imported without a subtitle; Choose Subtitle can add "
+                                         "one later."));
+    QPushButton *import = button(box, tr("Import Anyway"), QMessageBox::AcceptRole, "importAnywayBTN");
+    cancelButton(box, "cancelImportBTN");
+    box->setDefaultButton(import);
+    QObject::connect(import, &QPushButton::clicked, box, [proceed] { proceed(); });
+    box->open();
 }
 
 void askToUndoSave(QWidget *parent, const QString &lastSave, std::function<void()> undo)
 {
-    auto *question = new QMessageBox(QMessageBox::Question, tr("Undo the Last Save?"),
-                                     tr("Undo the Save of %1?").arg(lastSave), QMessageBox::NoButton, parent);
-    question->setObjectName(QStringLiteral("undoSaveQuestion"));
-    question->setInformativeText(tr("Its originals come back from the Trash to their folders, movies it moved go back, "
-                                    "tags it wrote into movies in place are put back as they were, and the files it "
-                                    "made are removed. A file changed since the Save is kept, and nothing is ever "
-                                    "replaced."));
-    question->setAttribute(Qt::WA_DeleteOnClose);
-    question->setWindowModality(Qt::WindowModal);
-    QPushButton *undoButton = question->addButton(tr("Undo Save"), QMessageBox::AcceptRole);
-    undoButton->setObjectName(QStringLiteral("confirmUndoSaveBTN"));
-    QPushButton *cancel = question->addButton(QMessageBox::Cancel);
-    cancel->setObjectName(QStringLiteral("cancelUndoSaveBTN"));
-    question->setDefaultButton(undoButton);
-    question->setEscapeButton(cancel);
-    QObject::connect(undoButton, &QPushButton::clicked, question, [undo] { undo(); });
-    question->open();
+    QMessageBox *box = question(parent, "undoSaveQuestion", tr("Undo the Last Save?"), tr("Undo the Save of %1?").arg(lastSave),
+                                tr("Its originals come back from the Trash to their folders, movies it moved go back, "
+                                   "tags it wrote into movies in place are put back as they were, and the files it "
+                                   "made are removed. A file changed since the Save is kept, and nothing is ever "
+                                   "replaced."));
+    QPushButton *undoButton = button(box, tr("Undo Save"), QMessageBox::AcceptRole, "confirmUndoSaveBTN");
+    cancelButton(box, "cancelUndoSaveBTN");
+    box->setDefaultButton(undoButton);
+    QObject::connect(undoButton, &QPushButton::clicked, box, [undo] { undo(); });
+    box->open();
 }
 
 void showUndoReport(QWidget *parent, const UndoReport &report)
 {
     const bool complete = report.complete();
-    auto *alert = new QMessageBox(complete ? QMessageBox::Information : QMessageBox::Warning,
+    QMessageBox *alert = question(parent, "undoSaveAlert",
                                   !report.status ? tr("Nothing to Undo") : complete ? tr("Save Undone") : tr("Save Partly Undone"),
-                                  report.summary(), QMessageBox::Ok, parent);
-    alert->setObjectName(QStringLiteral("undoSaveAlert"));
+                                  report.summary(),
+                                  !complete && report.status ? tr("What was left as it is, and why, is listed in the details.") : QString(),
+                                  complete ? QMessageBox::Information : QMessageBox::Warning);
+    alert->setDefaultButton(alert->addButton(QMessageBox::Ok));
     QStringList lines;
     for (const UndoneMovie &movie : report.movies) {
         const QString name = movie.movieTitle.isEmpty() ? QFileInfo(movie.source).fileName() : movie.movieTitle;
@@ -173,11 +176,7 @@ void showUndoReport(QWidget *parent, const UndoReport &report)
         for (const QString &undone : movie.undone)
             lines.append(QStringLiteral("\u2713 %1: %2").arg(name, undone));
     }
-    if (!complete && report.status)
-        alert->setInformativeText(tr("What was left as it is, and why, is listed in the details."));
     alert->setDetailedText(lines.join(QLatin1Char('\n')));
-    alert->setAttribute(Qt::WA_DeleteOnClose);
-    alert->setWindowModality(Qt::WindowModal);
     alert->open();
 }
 

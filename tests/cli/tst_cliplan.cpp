@@ -51,12 +51,6 @@ private:
         return state;
     }
 
-    static QByteArray bytes(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
     /** Copies generated media into a fresh folder under the given names; returns their paths. */
     QStringList films(const QString &folder, const QList<std::pair<const char *, const char *>> &names)
     {
@@ -149,7 +143,7 @@ private Q_SLOTS:
         }
         QList<QStringList> ran;
         QStringList current;
-        for (const QByteArray &line : bytes(log).split('\n')) {
+        for (const QByteArray &line : TestEnvironment::contents(log).split('\n')) {
             if (line == "END") {
                 ran.append(current);
                 current.clear();
@@ -158,7 +152,7 @@ private Q_SLOTS:
             }
         }
         QCOMPARE(ran, planned);
-        QCOMPARE(bytes(destination + QStringLiteral("/The Dark Knight.mp4")), QByteArray("mine"));
+        QCOMPARE(TestEnvironment::contents(destination + QStringLiteral("/The Dark Knight.mp4")), QByteArray("mine"));
     }
 
     void undoBringsEverySourceBackByteForByte()
@@ -170,7 +164,7 @@ private Q_SLOTS:
                                                                         {"modern.mkv", "Inception.mkv"}});
             QList<QByteArray> originals;
             for (const QString &source : sources)
-                originals.append(bytes(source));
+                originals.append(TestEnvironment::contents(source));
             const QString destination = emptyFolder(QStringLiteral("out"));
             const QDir trash(QDir::home().filePath(QStringLiteral(".local/share/Trash/files")));
             const QStringList trashed = trash.entryList(QDir::Files);
@@ -178,14 +172,14 @@ private Q_SLOTS:
                                   QString::fromLatin1(preset), QStringLiteral("--dest"), destination};
             const CliRunner::Run created = m_cli.run(arguments + sources);
             QVERIFY2(created.exitCode == 0, created.err.constData());
-            QVERIFY(bytes(sources.at(0)) != originals.at(0) || !QFile::exists(sources.at(0)));
+            QVERIFY(TestEnvironment::contents(sources.at(0)) != originals.at(0) || !QFile::exists(sources.at(0)));
             QCOMPARE(QDir(destination).entryList(QDir::Files).size(), *preset == '1' ? 2 : 3);
 
             const CliRunner::Run undone = m_cli.run({QStringLiteral("undo"), QStringLiteral("--json")});
             QVERIFY2(undone.exitCode == 0, undone.err.constData());
             QVERIFY(json(undone)[QStringLiteral("complete")].toBool());
             for (qsizetype i = 0; i < sources.size(); ++i)
-                QVERIFY2(bytes(sources.at(i)) == originals.at(i), qPrintable(sources.at(i)));
+                QVERIFY2(TestEnvironment::contents(sources.at(i)) == originals.at(i), qPrintable(sources.at(i)));
             QCOMPARE(QDir(destination).entryList(QDir::Files), QStringList());
             QCOMPARE(trash.entryList(QDir::Files), trashed);
         }
@@ -197,7 +191,7 @@ private Q_SLOTS:
     void anUndoKeepsWhatItCannotTakeBack()
     {
         const QStringList sources = films(QStringLiteral("kept"), {{"mpeg4-mp3.avi", "Alien.1979.avi"}, {"h264-aac.mp4", "Heat.1995.mkv"}});
-        const QByteArray alien = bytes(sources.at(0));
+        const QByteArray alien = TestEnvironment::contents(sources.at(0));
         const QString destination = emptyFolder(QStringLiteral("kept-out"));
         const CliRunner::Run created = m_cli.run(QStringList{QStringLiteral("create"), QStringLiteral("--stagger"), QStringLiteral("0"),
                                                              QStringLiteral("--dest"), destination} + sources);
@@ -219,7 +213,7 @@ private Q_SLOTS:
         const QJsonArray movies = report[QStringLiteral("movies")].toArray();
         QCOMPARE(movies.size(), 2);
         // Alien's source is back; its re-tagged movie is kept and named.
-        QCOMPARE(bytes(sources.at(0)), alien);
+        QCOMPARE(TestEnvironment::contents(sources.at(0)), alien);
         QVERIFY(QFile::exists(destination + QStringLiteral("/Alien.mp4")));
         QVERIFY2(movies.at(0)[QStringLiteral("left")].toArray().at(0).toString().contains(QStringLiteral("was changed after the Save")),
                  undone.out.constData());

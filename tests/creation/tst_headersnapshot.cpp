@@ -21,25 +21,6 @@ QByteArray run(const QString &tool, const QStringList &arguments)
     return process.exitCode() == 0 ? said : said + "(exit status " + QByteArray::number(process.exitCode()) + ")";
 }
 
-/** Nothing at all for a file that plays. */
-QByteArray decoderComplaints(const QString &path)
-{
-    return run(QStringLiteral("ffmpeg"),
-               {QStringLiteral("-i"), path, QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
-}
-
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeAll(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
-}
-
 } // namespace
 
 /**
@@ -77,13 +58,13 @@ private:
     void addOpenEnded(const QString &name, const QString &source)
     {
         const QString path = m_dir.filePath(name + QStringLiteral(".mp4"));
-        QByteArray bytes = readAll(m_sources.value(source));
+        QByteArray bytes = TestEnvironment::contents(m_sources.value(source));
         QFile file(m_sources.value(source));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const Outcome<Mp4TagSpace::Layout> layout = Mp4TagSpace::readLayout(file);
         QVERIFY(layout && layout->atoms.last().type == "mdat");
         qToBigEndian<quint32>(0, reinterpret_cast<uchar *>(bytes.data()) + layout->atoms.last().offset);
-        QVERIFY(writeAll(path, bytes));
+        QVERIFY(TestEnvironment::write(path, bytes));
         m_sources.insert(name, path);
     }
 
@@ -134,8 +115,8 @@ private Q_SLOTS:
                            {ItemKey::movieReleaseDate_YYYYhMMhDD, QStringLiteral("1902-09-01")},
                            {ItemKey::movieTMDBID, 775},
                            {ItemKey::mediaType, 9},
-                           {ItemKey::moviePoster, QVariant::fromValue(ItemImage(readAll(poster)))}};
-        QVERIFY(readAll(poster).size() > 5000);
+                           {ItemKey::moviePoster, QVariant::fromValue(ItemImage(TestEnvironment::contents(poster)))}};
+        QVERIFY(TestEnvironment::contents(poster).size() > 5000);
 
         // A movie Kinovela tagged before: its header already lies at the end, with room for the tags.
         const QString saved = m_dir.filePath(QStringLiteral("saved before.mp4"));
@@ -166,26 +147,26 @@ private Q_SLOTS:
         QFETCH(QString, source);
         QFETCH(bool, relocates);
         QFETCH(int, writes);
-        const QByteArray pristine = readAll(m_sources.value(source));
+        const QByteArray pristine = TestEnvironment::contents(m_sources.value(source));
         const auto [path, snapshot] = tagged(source);
         QVERIFY(!snapshot.isEmpty());
-        const QByteArray taggedBytes = readAll(path);
+        const QByteArray taggedBytes = TestEnvironment::contents(path);
         QCOMPARE(taggedBytes.size() > pristine.size(), relocates); // the rows take both of the tagging's roads
         QVERIFY(!HeaderSnapshot::matches(path, snapshot));
 
         // Stopped after each write, as a crash would leave it, the file plays; stopped twice, too; the next run finishes.
         for (int stop = 1; stop <= writes; ++stop) {
-            QVERIFY(writeAll(path, taggedBytes));
+            QVERIFY(TestEnvironment::write(path, taggedBytes));
             QVERIFY(HeaderSnapshot::restore(path, snapshot, stop));
-            const QByteArray complaints = decoderComplaints(path);
+            const QByteArray complaints = TestEnvironment::decoderComplaints(path);
             QVERIFY2(complaints.isEmpty(),
                      qPrintable(QStringLiteral("stopped after %1 writes: ").arg(stop) + QString::fromUtf8(complaints)));
             QCOMPARE(HeaderSnapshot::matches(path, snapshot), stop == writes);
             QVERIFY(HeaderSnapshot::restore(path, snapshot, 1));
-            QVERIFY(decoderComplaints(path).isEmpty());
+            QVERIFY(TestEnvironment::decoderComplaints(path).isEmpty());
             const Status finished = HeaderSnapshot::restore(path, snapshot);
             QVERIFY2(finished, qPrintable(finished.errorText()));
-            QVERIFY2(readAll(path) == pristine, qPrintable(QStringLiteral("stopped after %1 writes").arg(stop)));
+            QVERIFY2(TestEnvironment::contents(path) == pristine, qPrintable(QStringLiteral("stopped after %1 writes").arg(stop)));
         }
 
         // A file already as it was is left untouched.
@@ -213,7 +194,7 @@ private Q_SLOTS:
         QFETCH(int, taggingSteps);
         QFETCH(QString, change);
         QFETCH(QString, says);
-        const QByteArray pristine = readAll(m_sources.value(QStringLiteral("open, lyrics")));
+        const QByteArray pristine = TestEnvironment::contents(m_sources.value(QStringLiteral("open, lyrics")));
         auto [path, snapshot] = taggingSteps < 0 ? tagged(QStringLiteral("open, lyrics"))
                                                  : std::pair(copyOf(QStringLiteral("open, lyrics")), QByteArray());
         if (taggingSteps >= 0) {
@@ -235,15 +216,15 @@ private Q_SLOTS:
         } else if (change == QLatin1String("record")) {
             snapshot[snapshot.size() - 1] = char(snapshot.at(snapshot.size() - 1) ^ 1);
         }
-        const QByteArray before = readAll(path);
+        const QByteArray before = TestEnvironment::contents(path);
         const Status restored = HeaderSnapshot::restore(path, snapshot);
         QVERIFY2(restored.ok() == says.isEmpty(), qPrintable(restored.errorText()));
         if (says.isEmpty()) {
-            QVERIFY(readAll(path) == pristine);
+            QVERIFY(TestEnvironment::contents(path) == pristine);
         } else {
             QCOMPARE(restored.errorKind(), ErrorKind::Invalid);
             QVERIFY2(restored.errorText().contains(says), qPrintable(restored.errorText()));
-            QVERIFY(readAll(path) == before);
+            QVERIFY(TestEnvironment::contents(path) == before);
         }
     }
 
@@ -252,7 +233,7 @@ private Q_SLOTS:
         const QString path = copyOf(QStringLiteral("first, synopsis"));
         const Outcome<HeaderSnapshot::Fingerprint> before = HeaderSnapshot::fingerprint(path);
         QVERIFY(before && before->size == QFileInfo(path).size() && before->digest.size() == 32);
-        QVERIFY(decoderComplaints(path).isEmpty()); // reading it changes nothing
+        QVERIFY(TestEnvironment::decoderComplaints(path).isEmpty()); // reading it changes nothing
         QCOMPARE(*HeaderSnapshot::fingerprint(path), *before);
         const Outcome<HeaderSnapshot::Fingerprint> stored = HeaderSnapshot::Fingerprint::fromJson(before->toJson());
         QVERIFY(stored && *stored == *before);

@@ -19,19 +19,6 @@ QString tagText(const QString &path, const char *atom)
     return values.isEmpty() ? QString() : QString::fromStdString(values.front().to8Bit(true));
 }
 
-/** What the decoder says about the whole file: nothing at all for a file that plays. */
-QByteArray decoderComplaints(const QString &path)
-{
-    QProcess ffmpeg;
-    ffmpeg.setProcessChannelMode(QProcess::MergedChannels);
-    ffmpeg.start(QStringLiteral("ffmpeg"), {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"),
-                                            QStringLiteral("-i"), path, QStringLiteral("-f"), QStringLiteral("null"),
-                                            QStringLiteral("-")});
-    ffmpeg.waitForFinished(120000);
-    const QByteArray said = ffmpeg.readAll();
-    return ffmpeg.exitCode() == 0 ? said : said + "(exit status " + QByteArray::number(ffmpeg.exitCode()) + ")";
-}
-
 /** The media data's bytes, wherever the header lies. */
 QByteArray mediaDigest(const QString &path)
 {
@@ -128,12 +115,6 @@ private:
 
     Run undo(const QString &file, long killAt = 0) { return runKilled({QStringLiteral("undo")}, file, killAt); }
 
-    static QByteArray bytes(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
 private Q_SLOTS:
     void initTestCase() { QVERIFY(m_cli.start()); }
 
@@ -148,7 +129,7 @@ private Q_SLOTS:
     {
         QFETCH(bool, faststart);
         const QString source = makeSource(faststart ? QStringLiteral("first.mp4") : QStringLiteral("last.mp4"), faststart);
-        QVERIFY(decoderComplaints(source).isEmpty());
+        QVERIFY(TestEnvironment::decoderComplaints(source).isEmpty());
         QCOMPARE(tagText(source, "\251lyr"), m_lyrics);
         const QByteArray media = mediaDigest(source);
         QVERIFY(!media.isEmpty());
@@ -161,7 +142,7 @@ private Q_SLOTS:
         QCOMPARE(tagText(copy, "\251nam"), QStringLiteral("Inception"));
         QCOMPARE(tagText(copy, "\251lyr"), m_lyrics);
         QCOMPARE(tagText(copy, "\251ART"), QStringLiteral("Someone Else"));
-        QCOMPARE(decoderComplaints(copy), QByteArray());
+        QCOMPARE(TestEnvironment::decoderComplaints(copy), QByteArray());
         QCOMPARE(mediaDigest(copy), media);
         QVERIFY2(whole.writes >= 3, qPrintable(QString::number(whole.writes)));
         qInfo("%ld writes to the file; the program is killed before each in turn", whole.writes);
@@ -170,7 +151,8 @@ private Q_SLOTS:
             const Run stopped = tagCopy(source, copy, killAt);
             const QByteArray where = "killed before write " + QByteArray::number(killAt) + " of " + QByteArray::number(whole.writes);
             QVERIFY2(stopped.killed, where.constData());
-            QVERIFY2(decoderComplaints(copy).isEmpty(), QByteArray(where + ": " + decoderComplaints(copy)).constData());
+            const QByteArray complaints = TestEnvironment::decoderComplaints(copy);
+            QVERIFY2(complaints.isEmpty(), QByteArray(where + ": " + complaints).constData());
             QCOMPARE(mediaDigest(copy), media);
             const QString title = tagText(copy, "\251nam");
             QVERIFY2(title.isEmpty() || title == QLatin1String("Inception"), qPrintable(title));
@@ -178,7 +160,7 @@ private Q_SLOTS:
             // The Save was written down before each change: undo gives the file back as it was.
             const Run undone = undo(copy);
             QVERIFY2(undone.exitCode == 0, QByteArray(where + ": " + undone.errors).constData());
-            QVERIFY2(bytes(copy) == bytes(source), where.constData());
+            QVERIFY2(TestEnvironment::contents(copy) == TestEnvironment::contents(source), where.constData());
         }
     }
 
@@ -192,7 +174,7 @@ private Q_SLOTS:
         const QString copy = m_work.filePath(QStringLiteral("undo/Inception.mp4"));
         QVERIFY(tagCopy(source, copy, 0).exitCode == 0);
         const Run whole = undo(copy);
-        QVERIFY2(whole.exitCode == 0 && bytes(copy) == bytes(source), whole.errors.constData());
+        QVERIFY2(whole.exitCode == 0 && TestEnvironment::contents(copy) == TestEnvironment::contents(source), whole.errors.constData());
         QVERIFY2(whole.writes >= 3, qPrintable(QString::number(whole.writes)));
         qInfo("the undo writes %ld times to the file; it is killed before each in turn", whole.writes);
 
@@ -200,10 +182,11 @@ private Q_SLOTS:
             QVERIFY(tagCopy(source, copy, 0).exitCode == 0);
             const QByteArray where = "undo killed before write " + QByteArray::number(killAt) + " of " + QByteArray::number(whole.writes);
             QVERIFY2(undo(copy, killAt).killed, where.constData());
-            QVERIFY2(decoderComplaints(copy).isEmpty(), QByteArray(where + ": " + decoderComplaints(copy)).constData());
+            const QByteArray complaints = TestEnvironment::decoderComplaints(copy);
+            QVERIFY2(complaints.isEmpty(), QByteArray(where + ": " + complaints).constData());
             const Run again = undo(copy);
             QVERIFY2(again.exitCode == 0, QByteArray(where + ": " + again.errors).constData());
-            QVERIFY2(bytes(copy) == bytes(source), where.constData());
+            QVERIFY2(TestEnvironment::contents(copy) == TestEnvironment::contents(source), where.constData());
         }
     }
 

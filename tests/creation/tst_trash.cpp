@@ -6,18 +6,6 @@
 
 namespace {
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeAll(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
-}
-
 QString infoOf(const QString &trashed)
 {
     const QFileInfo file(trashed);
@@ -28,7 +16,7 @@ QString infoOf(const QString &trashed)
 bool trashByHand(const QString &trash, const QString &name, const QString &original, const char *deleted)
 {
     const QByteArray info = "[Trash Info]\nPath=" + QUrl::toPercentEncoding(original, "/") + "\nDeletionDate=" + deleted + "\n";
-    return writeAll(trash + QStringLiteral("/info/") + name + QStringLiteral(".trashinfo"), info)
+    return TestEnvironment::write(trash + QStringLiteral("/info/") + name + QStringLiteral(".trashinfo"), info)
         && QFile::rename(original, trash + QStringLiteral("/files/") + name);
 }
 
@@ -52,7 +40,7 @@ private:
         const QString folder = m_files.filePath(QString::number(++m_count));
         QDir().mkpath(folder);
         const QString path = folder + QLatin1Char('/') + name;
-        writeAll(path, "movie " + QByteArray::number(m_count));
+        TestEnvironment::write(path, "movie " + QByteArray::number(m_count));
         return path;
     }
 
@@ -66,7 +54,7 @@ private Q_SLOTS:
     void goesToTheTrashAndComesBack()
     {
         const QString movie = newMovie();
-        const QByteArray bytes = readAll(movie);
+        const QByteArray bytes = TestEnvironment::contents(movie);
         const Outcome<QString> trashed = Trash::moveToTrash(movie);
         QVERIFY2(trashed, qPrintable(trashed.errorText()));
         QVERIFY(trashed->startsWith(trash() + QStringLiteral("/files/")));
@@ -77,7 +65,7 @@ private Q_SLOTS:
 
         const Status restored = Trash::restore(*trashed, movie);
         QVERIFY2(restored, qPrintable(restored.errorText()));
-        QCOMPARE(readAll(movie), bytes);
+        QCOMPARE(TestEnvironment::contents(movie), bytes);
         QVERIFY(!QFile::exists(*trashed) && !QFile::exists(infoOf(*trashed)));
     }
 
@@ -103,15 +91,15 @@ private Q_SLOTS:
         const Outcome<QString> trashed = Trash::moveToTrash(movie);
         QVERIFY(trashed);
         if (meanwhile == QLatin1String("new"))
-            QVERIFY(writeAll(movie, "a new file"));
+            QVERIFY(TestEnvironment::write(movie, "a new file"));
         else
             QVERIFY((meanwhile == QLatin1String("restored") ? QFile::rename(*trashed, movie) : QFile::remove(*trashed))
                     && QFile::remove(infoOf(*trashed)));
-        const QByteArray before = readAll(movie);
+        const QByteArray before = TestEnvironment::contents(movie);
         const Status restored = Trash::restore(*trashed, movie);
         QCOMPARE(int(restored.errorKind()), kind);
         QCOMPARE(restored.errorText(), says);
-        QCOMPARE(readAll(movie), before);
+        QCOMPARE(TestEnvironment::contents(movie), before);
         QCOMPARE(QFile::exists(*trashed) && QFile::exists(infoOf(*trashed)), meanwhile == QLatin1String("new"));
     }
 
@@ -124,16 +112,16 @@ private Q_SLOTS:
         QVERIFY(trashed);
         QVERIFY(QFile::rename(*trashed, movie) && QFile::remove(infoOf(*trashed)));
         QCOMPARE(*Trash::moveToTrash(other), *trashed);
-        const QByteArray otherBytes = readAll(*trashed);
-        const QByteArray bytes = readAll(movie);
+        const QByteArray otherBytes = TestEnvironment::contents(*trashed);
+        const QByteArray bytes = TestEnvironment::contents(movie);
         QVERIFY(trashByHand(trash(), QStringLiteral("Heat.2.mkv"), movie, "2030-01-01T10:00:00"));
 
         QCOMPARE(*Trash::find(movie), trash() + QStringLiteral("/files/Heat.2.mkv"));
         const Status restored = Trash::restore(*trashed, movie);
         QVERIFY2(restored, qPrintable(restored.errorText()));
-        QCOMPARE(readAll(movie), bytes);
+        QCOMPARE(TestEnvironment::contents(movie), bytes);
         // The other file's entry is left as it was.
-        QCOMPARE(readAll(*trashed), otherBytes);
+        QCOMPARE(TestEnvironment::contents(*trashed), otherBytes);
         QCOMPARE(*Trash::find(other), *trashed);
     }
 
@@ -141,12 +129,12 @@ private Q_SLOTS:
     {
         const QString movie = newMovie();
         for (const char *date : {"2020-05-01T08:00:00", "2024-05-01T08:00:00", "2022-05-01T08:00:00"}) {
-            QVERIFY(writeAll(movie, date));
+            QVERIFY(TestEnvironment::write(movie, date));
             QVERIFY(trashByHand(trash(), QString::fromLatin1(date).left(4) + QStringLiteral(".mkv"), movie, date));
         }
         const Status restored = Trash::restore(QString(), movie);
         QVERIFY2(restored, qPrintable(restored.errorText()));
-        QCOMPARE(readAll(movie), QByteArray("2024-05-01T08:00:00"));
+        QCOMPARE(TestEnvironment::contents(movie), QByteArray("2024-05-01T08:00:00"));
         QVERIFY(QFile::exists(trash() + QStringLiteral("/files/2022.mkv")));
     }
 
@@ -155,15 +143,15 @@ private Q_SLOTS:
         SmallDisk disk(1024 * 1024);
         KINOVELA_REQUIRE_SMALL_DISK(disk);
         const QString movie = disk.filePath(QStringLiteral("On Another Disk.mkv"));
-        QVERIFY(writeAll(movie, "elsewhere"));
+        QVERIFY(TestEnvironment::write(movie, "elsewhere"));
         const Outcome<QString> trashed = Trash::moveToTrash(movie);
         QVERIFY2(trashed, qPrintable(trashed.errorText()));
         QVERIFY2(trashed->startsWith(disk.path() + QStringLiteral("/.Trash-")), qPrintable(*trashed));
         // Other programs write Path= relative to the top of the disk, percent-encoded: found all the same.
-        QVERIFY(writeAll(infoOf(*trashed), "[Trash Info]\nPath=On%20Another%20Disk.mkv\nDeletionDate=2024-01-01T00:00:00\n"));
+        QVERIFY(TestEnvironment::write(infoOf(*trashed), "[Trash Info]\nPath=On%20Another%20Disk.mkv\nDeletionDate=2024-01-01T00:00:00\n"));
         const Status restored = Trash::restore(QString(), movie);
         QVERIFY2(restored, qPrintable(restored.errorText()));
-        QCOMPARE(readAll(movie), QByteArray("elsewhere"));
+        QCOMPARE(TestEnvironment::contents(movie), QByteArray("elsewhere"));
     }
 };
 

@@ -2,6 +2,8 @@
 
 #include "base/AnswerCache.h"
 
+#include <QProcess>
+
 TestEnvironment::TestEnvironment()
 {
     qputenv("HOME", m_home.path().toUtf8());
@@ -31,4 +33,28 @@ void TestEnvironment::forgetLookups()
 {
     AnswerCache(QStringLiteral("tmdb")).clear();
     AnswerCache(QStringLiteral("store")).clear();
+}
+
+QByteArray TestEnvironment::contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool TestEnvironment::write(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
+}
+
+QByteArray TestEnvironment::decoderComplaints(const QString &path)
+{
+    QProcess ffmpeg;
+    ffmpeg.setProcessChannelMode(QProcess::MergedChannels);
+    ffmpeg.start(QStringLiteral("ffmpeg"), {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"),
+                                            QStringLiteral("-i"), path, QStringLiteral("-f"), QStringLiteral("null"),
+                                            QStringLiteral("-")});
+    ffmpeg.waitForFinished(120000);
+    const QByteArray said = ffmpeg.readAll();
+    return ffmpeg.exitCode() == 0 ? said : said + "(exit status " + QByteArray::number(ffmpeg.exitCode()) + ")";
 }

@@ -25,6 +25,13 @@ public:
     /** A generated media file by name; fails the test when it is missing. */
     static QString media(const QString &name);
 
+    /** The whole file; empty when it cannot be read. */
+    static QByteArray contents(const QString &path);
+    /** Replaces the file's contents; false when it cannot be written whole. */
+    static bool write(const QString &path, const QByteArray &bytes);
+    /** What ffmpeg says decoding the whole file: nothing at all for a file that plays. */
+    static QByteArray decoderComplaints(const QString &path);
+
 private:
     QTemporaryDir m_home;
     QTemporaryDir m_config;

@@ -23,12 +23,6 @@ private:
         return d.drop(paths) && finished.wait(30000);
     }
 
-    static QByteArray bytesOf(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
     QString stateOf(const QString &fileName) const
     {
         return d.table()->model()->index(d.rowOf(fileName), MovieSortModel::StateColumn).data().toString();
@@ -111,7 +105,7 @@ private Q_SLOTS:
         const QString inception = d.movie(QStringLiteral("Inception.mkv"), QStringLiteral("h264-ac3-srt.mkv"));
         QList<QByteArray> originals;
         for (const QString &path : {heat, alien, inception})
-            originals.append(bytesOf(path));
+            originals.append(TestEnvironment::contents(path));
         QVERIFY(importFiles({heat, alien, inception}));
 
         // The plan comes before anything is written; Escape goes back and writes nothing.
@@ -121,7 +115,12 @@ private Q_SLOTS:
         QCOMPARE(review->summary(), QStringLiteral("3 movies \u2192 %1 \u00b7 3 converted \u00b7 originals to the Trash \u00b7 1 needs "
                                                    "review").arg(destination));
         QVERIFY(d.find<QLabel>("saveReviewWarning")->isVisible());
-        QCOMPARE(d.find<QTreeWidget>("savePlanList")->topLevelItemCount(), 3);
+        auto *planList = d.find<QTreeWidget>("savePlanList");
+        QCOMPARE(planList->topLevelItemCount(), 3);
+        // A row opens to what becomes of the movie: where it comes from, its streams, its tags.
+        d.doubleClickRow(planList, 2, 0);
+        QTRY_VERIFY(planList->topLevelItem(2)->isExpanded());
+        QVERIFY(planList->topLevelItem(2)->child(0)->text(0).startsWith(QStringLiteral("from: ")));
         d.screenshot(review, QStringLiteral("save-review"));
         WindowDriver::press(review, Qt::Key_Escape);
         QTRY_VERIFY(!review->isVisible());
@@ -138,7 +137,7 @@ private Q_SLOTS:
         QVERIFY(d.confirmSave());
         QVERIFY(finished.wait(60000));
         QCOMPARE(QDir(destination).entryList(QDir::Files), (QStringList{QStringLiteral("Alien.mp4"), QStringLiteral("Inception.mp4")}));
-        QCOMPARE(bytesOf(heat), originals.at(0));
+        QCOMPARE(TestEnvironment::contents(heat), originals.at(0));
         auto *alert = d.find<QDialog>("creationAlert");
         QTRY_VERIFY(alert && alert->isVisible());
         WindowDriver::press(alert, Qt::Key_Return);
@@ -156,8 +155,8 @@ private Q_SLOTS:
         QTRY_VERIFY((report = d.window->findChild<QMessageBox *>(QStringLiteral("undoSaveAlert"))) && report->isVisible());
         QCOMPARE(report->windowTitle(), QStringLiteral("Save Undone"));
         d.screenshot(report, QStringLiteral("undo-report"));
-        QCOMPARE(bytesOf(alien), originals.at(1));
-        QCOMPARE(bytesOf(inception), originals.at(2));
+        QCOMPARE(TestEnvironment::contents(alien), originals.at(1));
+        QCOMPARE(TestEnvironment::contents(inception), originals.at(2));
         QVERIFY(QDir(destination).isEmpty());
         WindowDriver::press(report, Qt::Key_Return);
         QTRY_VERIFY(!d.action("undoSaveMI")->isEnabled());
