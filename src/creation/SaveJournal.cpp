@@ -9,6 +9,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocale>
+#include <QLockFile>
 #include <QStandardPaths>
 
 #include <cstdio>
@@ -16,6 +17,7 @@
 namespace {
 
 const QString JournalFile = QStringLiteral("journal.json");
+const QString LockFile = QStringLiteral("lock");
 // Each journal keeps copies of movie headers (a few MB each): only the last few Saves can be undone.
 constexpr int KeptJournals = 10;
 
@@ -233,10 +235,33 @@ Status SaveJournal::finish(State state)
         return {};
     // A Save that changed nothing leaves nothing to undo, and no journal.
     if (state == State::Finished && !hasChanges()) {
+        m_lock.reset();
         QDir(m_folder).removeRecursively();
         return {};
     }
-    return write();
+    const Status written = write();
+    m_lock.reset();
+    return written;
+}
+
+Status SaveJournal::lock()
+{
+    if (m_lock)
+        return {};
+    auto lock = std::make_shared<QLockFile>(m_folder + QLatin1Char('/') + LockFile);
+    // Only a process that is gone leaves a lock to take over, however long ago it was taken.
+    lock->setStaleLockTime(0);
+    if (!lock->tryLock(0)) {
+        qint64 pid = 0;
+        QString host;
+        QString application;
+        lock->getLockInfo(&pid, &host, &application);
+        return failure(ErrorKind::Failed, QStringLiteral("the Save of %1 is still running (process %2); undo it when it has ended")
+                                              .arg(QLocale().toString(m_started.toLocalTime(), QLocale::ShortFormat))
+                                              .arg(pid));
+    }
+    m_lock = std::move(lock);
+    return {};
 }
 
 Outcome<QString> SaveJournal::keep(const QString &name, const QByteArray &bytes)
@@ -278,6 +303,8 @@ Status SaveJournal::ensureFolder()
         return {};
     if (!QDir().mkpath(m_folder))
         return failure(ErrorKind::Io, QStringLiteral("the folder for the Save's journal could not be made: ") + m_folder);
+    if (Status locked = lock(); !locked)
+        return locked;
     // The oldest journals go: only the last few Saves can be undone.
     const QDir saves(QFileInfo(m_folder).path());
     const QStringList names = saves.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name | QDir::Reversed);

@@ -9,6 +9,9 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
+
+class QLockFile;
 
 /** One change a Save makes to a file, recorded before it is made and marked done after. */
 struct JournalStep
@@ -88,6 +91,13 @@ public:
     /** The Save ended; an undo ended. */
     Status finish(State state);
 
+    /**
+     * Takes the journal's lock, which a running Save holds from its first step
+     * to its end: an undo must not take back a Save still being made (by this
+     * process or another). A lock left by a process that died is taken over.
+     */
+    Status lock();
+
     /** Keeps @p bytes beside the journal (a header snapshot); returns the name to record. */
     Outcome<QString> keep(const QString &name, const QByteArray &bytes);
     Outcome<QByteArray> kept(const QString &name) const;
@@ -110,4 +120,5 @@ private:
     QString m_destination;
     State m_state = State::Running;
     QList<JournalEntry> m_entries;
+    std::shared_ptr<QLockFile> m_lock;
 };

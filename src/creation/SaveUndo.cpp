@@ -186,7 +186,8 @@ bool UndoReport::complete() const
 QString UndoReport::summary() const
 {
     if (!status)
-        return QStringLiteral("Nothing to undo: ") + status.errorText() + QLatin1Char('.');
+        return (status.errorKind() == ErrorKind::Missing ? QStringLiteral("Nothing to undo: ") : QStringLiteral("Cannot undo: "))
+            + status.errorText() + QLatin1Char('.');
     const QString when = QLocale().toString(saveStarted.toLocalTime(), QLocale::ShortFormat);
     const QString what = movies.size() == 1 ? QStringLiteral("1 movie") : QStringLiteral("%1 movies").arg(movies.size());
     return (complete() ? QStringLiteral("Undid the Save of %1 into %2 (%3).")
@@ -228,6 +229,10 @@ UndoReport undo(SaveJournal &journal)
     UndoReport report;
     report.saveStarted = journal.started();
     report.destination = journal.destination();
+    if (Status locked = journal.lock(); !locked) {
+        report.status = locked;
+        return report;
+    }
     // The last change first: the movies in reverse, each movie's steps in reverse.
     for (int i = int(journal.entries().size()) - 1; i >= 0; --i) {
         report.movies.prepend(undoEntry(journal, i));

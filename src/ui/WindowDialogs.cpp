@@ -163,7 +163,10 @@ void showUndoReport(QWidget *parent, const UndoReport &report)
 {
     const bool complete = report.complete();
     QMessageBox *alert = question(parent, "undoSaveAlert",
-                                  !report.status ? tr("Nothing to Undo") : complete ? tr("Save Undone") : tr("Save Partly Undone"),
+                                  report.status.errorKind() == ErrorKind::Missing ? tr("Nothing to Undo")
+                                  : !report.status                                 ? tr("Cannot Undo the Save")
+                                  : complete                                       ? tr("Save Undone")
+                                                                                   : tr("Save Partly Undone"),
                                   report.summary(),
                                   !complete && report.status ? tr("What was left as it is, and why, is listed in the details.") : QString(),
                                   complete ? QMessageBox::Information : QMessageBox::Warning);

@@ -225,6 +225,41 @@ private Q_SLOTS:
         QVERIFY(heatLeft.at(1).contains(QStringLiteral("so that the movie is not lost")));
         QVERIFY(undone.err.contains("left       "));
     }
+
+    void anUndoWaitsForARunningSaveAndCleansUpAfterAKilledOne()
+    {
+        const QStringList sources = films(QStringLiteral("running"), {{"mpeg4-mp3.avi", "Alien.1979.avi"}});
+        const QByteArray alien = TestEnvironment::contents(sources.at(0));
+        const QString destination = emptyFolder(QStringLiteral("running-out"));
+        // A converter that takes its time: it writes its output, then waits.
+        const QString slow = m_cli.filePath(QStringLiteral("ffmpeg-slow"));
+        QVERIFY(TestEnvironment::write(slow, "#!/bin/sh\nffmpeg \"$@\" && exec sleep 30\n"));
+        QFile(slow).setPermissions(QFile(slow).permissions() | QFileDevice::ExeOwner);
+        QProcessEnvironment environment = m_cli.environment();
+        environment.insert(QStringLiteral("KINOVELA_FFMPEG"), slow);
+        QProcess save;
+        save.setProcessEnvironment(environment);
+        save.start(qEnvironmentVariable("KINOVELA_CLI"), QStringList{QStringLiteral("create"), QStringLiteral("--stagger"),
+                                                                     QStringLiteral("0"), QStringLiteral("--dest"), destination} + sources);
+        const auto unfinished = [&destination] {
+            return QDir(destination).entryList({QStringLiteral("*unfinished*")}, QDir::Files);
+        };
+        QVERIFY(QTest::qWaitFor([&] { return !unfinished().isEmpty() && QFileInfo(destination + QLatin1Char('/') + unfinished().value(0)).size() > 0; }, 60000));
+
+        // While the Save runs, undo leaves it alone.
+        const CliRunner::Run early = m_cli.run({QStringLiteral("undo")});
+        QCOMPARE(early.exitCode, 1);
+        QVERIFY2(early.err.contains("Cannot undo: the Save of") && early.err.contains("is still running"), early.err.constData());
+        QCOMPARE(unfinished().size(), 1);
+
+        // Killed in the middle, the Save is undone all the same: its unfinished file goes, the source never left.
+        save.kill();
+        QVERIFY(save.waitForFinished());
+        const CliRunner::Run undone = m_cli.run({QStringLiteral("undo")});
+        QVERIFY2(undone.exitCode == 0 && undone.err.contains("removed the unfinished"), undone.err.constData());
+        QCOMPARE(QDir(destination).entryList(QDir::Files), QStringList());
+        QCOMPARE(TestEnvironment::contents(sources.at(0)), alien);
+    }
 };
 
 KINOVELA_TEST_MAIN(TestCliPlan)
