@@ -148,7 +148,7 @@ PlannedItem planItem(const MovieItem &item, const SaveSettings &settings, const 
     }
     if (!planned.runs())
         planned.sourceFate = SourceFate::Kept;
-    else if (planned.action == CreationAction::TagInPlace)
+    else if (planned.action == CreationAction::TagInPlace || planned.finalPath == planned.source)
         planned.sourceFate = SourceFate::TaggedInPlace;
     else if (planned.action == CreationAction::TagAndMove)
         planned.sourceFate = SourceFate::Moved;
