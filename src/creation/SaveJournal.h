@@ -102,7 +102,6 @@ public:
     Outcome<QString> keep(const QString &name, const QByteArray &bytes);
     Outcome<QByteArray> kept(const QString &name) const;
 
-    bool isEmpty() const { return m_entries.isEmpty(); }
     bool hasChanges() const;
     State state() const { return m_state; }
     QDateTime started() const { return m_started; }

@@ -58,6 +58,17 @@ QPushButton *cancelButton(QMessageBox *box, const char *objectName)
     return cancel;
 }
 
+/** A question whose default button does @p action and whose Cancel (Escape) does nothing. */
+void confirm(QMessageBox *box, const QString &actionText, const char *actionName, const char *cancelName,
+             std::function<void()> action)
+{
+    QPushButton *go = button(box, actionText, QMessageBox::AcceptRole, actionName);
+    cancelButton(box, cancelName);
+    box->setDefaultButton(go);
+    QObject::connect(go, &QPushButton::clicked, box, [action] { action(); });
+    box->open();
+}
+
 void remember(const QString &folderKey, const QString &folder)
 {
     QSettings(QStringLiteral("Kinovela"), QStringLiteral("Kinovela")).setValue(folderKey, folder);
@@ -138,11 +149,7 @@ void askAboutSubtitleAllowance(QWidget *parent, const QString &warning, std::fun
                                 warning + QLatin1Char(' ')
                                     + tr("Movies past the limit are imported without a subtitle; Choose Subtitle can add "
                                          "one later."));
-    QPushButton *import = button(box, tr("Import Anyway"), QMessageBox::AcceptRole, "importAnywayBTN");
-    cancelButton(box, "cancelImportBTN");
-    box->setDefaultButton(import);
-    QObject::connect(import, &QPushButton::clicked, box, [proceed] { proceed(); });
-    box->open();
+    confirm(box, tr("Import Anyway"), "importAnywayBTN", "cancelImportBTN", std::move(proceed));
 }
 
 void askToUndoSave(QWidget *parent, const QString &lastSave, std::function<void()> undo)
@@ -152,11 +159,7 @@ void askToUndoSave(QWidget *parent, const QString &lastSave, std::function<void(
                                    "tags it wrote into movies in place are put back as they were, and the files it "
                                    "made are removed. A file changed since the Save is kept, and nothing is ever "
                                    "replaced."));
-    QPushButton *undoButton = button(box, tr("Undo Save"), QMessageBox::AcceptRole, "confirmUndoSaveBTN");
-    cancelButton(box, "cancelUndoSaveBTN");
-    box->setDefaultButton(undoButton);
-    QObject::connect(undoButton, &QPushButton::clicked, box, [undo] { undo(); });
-    box->open();
+    confirm(box, tr("Undo Save"), "confirmUndoSaveBTN", "cancelUndoSaveBTN", std::move(undo));
 }
 
 void showUndoReport(QWidget *parent, const UndoReport &report)
